@@ -1,0 +1,58 @@
+// ForwarderProbe.cpp - lists every entry point of the service table (see ForwarderProbe.h).
+#include "ForwarderProbe.h"
+
+#include "hostapi/ZYNEPlugin.h"
+
+namespace {
+
+template <typename R, typename... A>
+void CallWithNothing(R (*entry)(A...)) {
+    entry(A{}...);
+}
+
+#define ROW(Entry, Host, Type, Signature, TwoStage, Adapts)                                 \
+    {#Entry, Host, Type, reinterpret_cast<void*>(static_cast<Signature>(&Entry)),           \
+     [] { CallWithNothing(static_cast<Signature>(&Entry)); }, TwoStage, Adapts},
+
+const ForwarderRow kRows[] = {
+#define ZYNE_FORWARD(R, Entry, Host, Params, Args) ROW(Entry, Host, "", R(*) Params, false, false)
+#define ZYNE_FORWARD_VOID(Entry, Host, Params, Args) \
+    ROW(Entry, Host, "", void(*) Params, false, false)
+#define ZYNE_FORWARD_OR(R, Entry, Host, Params, Args, Failure) \
+    ROW(Entry, Host, "", R(*) Params, false, false)
+#define ZYNE_FORWARD_ADAPTED(R, Entry, Host, Params, CR, CParams, CArgs) \
+    ROW(Entry, Host, "", R(*) Params, false, false)
+#define ZYNE_REGISTER_ADAPTED(Entry, Host, Record) \
+    ROW(Entry, Host, "", void (*)(Record*), false, true)
+#define ZYNE_PROP_GET(Word, T)                                         \
+    ROW(ZYNEGetPropValue, "ZYNEGetPropValue" Word, #T,                 \
+        int (*)(ZYNEobject, const char*, T*), false, false)
+#define ZYNE_PROP_SET(Word, T, CT)                                     \
+    ROW(ZYNESetPropValue, "ZYNESetPropValue" Word, #T,                 \
+        int (*)(ZYNEobject, const char*, T), false, false)
+#define ZYNE_ARRAY_PUT(Entry, Host, T) ROW(Entry, Host, #T, void (*)(void*, long, T), true, false)
+#define ZYNE_ARRAY_GET(Entry, Host, T) ROW(Entry, Host, #T, void (*)(void*, long, T*), true, false)
+#include "hostapi/ZYNEServices.def"
+};
+
+const ForwarderProbe kProbe = {
+    kRows,
+    static_cast<long>(sizeof kRows / sizeof kRows[0]),
+    &ZYNEGetClassData,
+    &ZYNEGetControlData,
+    &ZYNEGetStringContents,
+    [](ZYNEstring s) { return s->Length(); },
+    [](ZYNEstring s) { return s->CString(); },
+    [](ZYNEstring s) { return s->PString(); },
+    static_cast<void (*)(ZYNEclassDefinition*)>(&SetClassConsoleSafe),
+    &ConvertCurrentMethodsToV6,
+    &ZYNELoadGlobalMethod,
+    &HCallResolver,
+    &gResolver,
+};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) const ForwarderProbe* ZyneForwarderProbe() {
+    return &kProbe;
+}

@@ -1,0 +1,495 @@
+// ForwarderTest.cpp - the host interface glue, exercised through the bridge's
+// exported entry points with the bridge loaded by the reference host.
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ForwarderProbe.h"
+#include "ReferenceHost.h"
+
+using zyne::host::HostOptions;
+using zyne::host::ReferenceHost;
+
+namespace {
+
+// What the fake services below were handed; reset before every test.
+struct Seen {
+    int calls = 0;
+    long wordArgument = 0;
+    unsigned long unsignedArgument = 0;
+    const char* firstText = nullptr;
+    const char* secondText = nullptr;
+    bool elementRoutineCalled = false;
+    ZYNEclassDefinition byValue{};
+    unsigned char answer = 1;
+};
+Seen seen;
+
+class ForwarderTest : public ::testing::Test {
+protected:
+    void Start(std::optional<double> version = 2023.0) {
+        seen = Seen{};
+        HostOptions options;
+        options.version = version;
+        host_ = std::make_unique<ReferenceHost>(options);
+        ASSERT_TRUE(host_->Load()) << host_->Error();
+        probeLibrary_ = dlopen(ZYNE_FORWARDER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(probeLibrary_, nullptr) << dlerror();
+        auto probe = reinterpret_cast<const ForwarderProbe* (*)()>(
+            dlsym(probeLibrary_, "ZyneForwarderProbe"));
+        ASSERT_NE(probe, nullptr);
+        probe_ = probe();
+        host_->ClearLog();
+    }
+
+    void SetUp() override { Start(); }
+
+    void TearDown() override {
+        if (probeLibrary_ != nullptr) dlclose(probeLibrary_);
+        probeLibrary_ = nullptr;
+        host_.reset();
+    }
+
+    const ForwarderRow& Row(std::string_view entry, std::string_view hostName,
+                            std::string_view valueType = "") const {
+        for (long i = 0; i < probe_->rowCount; ++i) {
+            const ForwarderRow& row = probe_->rows[i];
+            if (entry == row.entry && hostName == row.hostName && valueType == row.valueType)
+                return row;
+        }
+        ADD_FAILURE() << "no entry point " << entry << " asking for \"" << hostName << "\" "
+                      << valueType;
+        static const ForwarderRow none{};
+        return none;
+    }
+
+    template <typename F>
+    F Entry(std::string_view entry, std::string_view hostName, std::string_view type = "") const {
+        return reinterpret_cast<F>(Row(entry, hostName, type).address);
+    }
+
+    size_t Lookups(const std::string& hostName) const {
+        return host_->Count("resolve " + hostName + " -> missing") +
+               host_->Count("resolve " + hostName + " -> found");
+    }
+
+    std::unique_ptr<ReferenceHost> host_;
+    void* probeLibrary_ = nullptr;
+    const ForwarderProbe* probe_ = nullptr;
+};
+
+// --- Every entry point asks for its own name, once per call while missing ----------
+
+TEST_F(ForwarderTest, EveryEntryPointAsksForItsHostNameAndRetriesWhileMissing) {
+    ASSERT_GT(probe_->rowCount, 200);
+    for (long i = 0; i < probe_->rowCount; ++i) {
+        const ForwarderRow& row = probe_->rows[i];
+        host_->Withdraw(row.hostName);
+        host_->ClearLog();
+        row.callWithNothing();
+        row.callWithNothing();
+        SCOPED_TRACE(std::string(row.entry) + " " + row.valueType);
+        // A failed lookup is not remembered: the second call asks again.
+        EXPECT_EQ(host_->Count(std::string("resolve ") + row.hostName + " -> missing"), 2u);
+    }
+}
+
+TEST_F(ForwarderTest, OverloadsSharingAHostNameKeepSeparateSlots) {
+    static auto noElementRoutine = +[](void*) -> void* { return nullptr; };
+    for (const char* service : {"RuntimeArrayDirectGetInsertProc", "RuntimeArrayDirectGetGetProc",
+                                "RuntimeArrayDirectGetSetProc"}) {
+        host_->Provide(service, reinterpret_cast<void*>(noElementRoutine));
+    }
+    host_->ClearLog();
+    for (int round = 0; round < 2; ++round) {
+        for (long i = 0; i < probe_->rowCount; ++i) {
+            if (probe_->rows[i].twoStage) probe_->rows[i].callWithNothing();
+        }
+    }
+    // Twelve value types each: twelve slots, each bound once and then kept.
+    EXPECT_EQ(Lookups("RuntimeArrayDirectGetInsertProc"), 12u);
+    EXPECT_EQ(Lookups("RuntimeArrayDirectGetGetProc"), 12u);
+    EXPECT_EQ(Lookups("RuntimeArrayDirectGetSetProc"), 12u);
+}
+
+TEST_F(ForwarderTest, HostNamesThatDifferFromTheEntryPoint) {
+    struct Expected {
+        const char* entry;
+        const char* hostName;
+        const char* valueType;
+    };
+    const Expected table[] = {
+        {"ZYNEGetPropValue", "ZYNEGetPropValueBool", "unsigned char"},
+        {"ZYNESetPropValue", "ZYNESetPropValueBoolean", "unsigned char"},
+        {"ZYNELockSoundDescription", "", ""},
+        {"ZYNEUnlockSoundDescription", "unlockPictureDescription", ""},
+        {"ZYNELockPictureDescription", "lockPictureDescription", ""},
+        {"ZYNEUnlockPictureDescription", "unlockPictureDescription", ""},
+        {"SetClassConsoleSafe", "", ""},
+        {"ZYNELoadFrameworkMethod", "ZYNELoadGlobalMethod", ""},
+        {"ZYNEGetClassRef", "pluginObjectType", ""},
+        {"ZYNEBuildString", "ZYNEBuildStringWithEncoding", ""},
+        {"ZYNERegisterClass", "PluginRegisterClass", ""},
+        {"ZYNESetControlEnabled", "controlEnabledSetter", ""},
+        {"ZYNEGetControlPosition", "ctlPosGetter", ""},
+        {"ZYNESocketWrite", "SocketWrite", ""},
+        {"ZYNEMessageBox", "RuntimeMsgBox", ""},
+        {"GraphicsDrawLine", "RuntimeGraphicsDrawLine", ""},
+    };
+    for (const Expected& e : table) {
+        SCOPED_TRACE(e.entry);
+        const ForwarderRow& row = Row(e.entry, e.hostName, e.valueType);
+        ASSERT_NE(row.callWithNothing, nullptr);
+        host_->ClearLog();
+        row.callWithNothing();
+        EXPECT_TRUE(host_->Resolved(e.hostName));
+    }
+}
+
+// --- Binding ---------------------------------------------------------------------------
+
+unsigned char FakeGetInt(ZYNEobject, const char* name, long* value) {
+    ++seen.calls;
+    seen.firstText = name;
+    *value = 42;
+    return seen.answer;
+}
+
+TEST_F(ForwarderTest, ServiceAddedAfterAFailedLookupIsFoundAndThenKept) {
+    auto get = Entry<int (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValue",
+                                                               "ZYNEGetPropValueInt", "long");
+    long value = -1;
+    EXPECT_EQ(get(nullptr, "Width", &value), 0);
+    EXPECT_EQ(value, -1);
+    EXPECT_EQ(seen.calls, 0);
+
+    host_->Provide("ZYNEGetPropValueInt", reinterpret_cast<void*>(&FakeGetInt));
+    EXPECT_EQ(get(nullptr, "Width", &value), 1);
+    EXPECT_EQ(value, 42);
+    EXPECT_STREQ(seen.firstText, "Width");
+
+    // Bound now: withdrawing the service changes nothing, no further lookup.
+    host_->Withdraw("ZYNEGetPropValueInt");
+    host_->ClearLog();
+    EXPECT_EQ(get(nullptr, "Width", &value), 1);
+    EXPECT_EQ(seen.calls, 2);
+    EXPECT_EQ(Lookups("ZYNEGetPropValueInt"), 0u);
+}
+
+TEST_F(ForwarderTest, MissingServicesGiveTheirFailureValues) {
+    auto background = Entry<long (*)(ZYNEBackgroundTaskProc, long, void*)>(
+        "ZYNERegisterBackgroundTask", "PluginRegisterBackgroundTask");
+    EXPECT_EQ(background(nullptr, 10, nullptr), -1);
+
+    host_->Withdraw("ZYNEGetZQVersion");
+    auto version = Entry<double (*)()>("ZYNEGetZQVersion", "ZYNEGetZQVersion");
+    EXPECT_EQ(version(), 0.0);
+
+    auto build = Entry<ZYNEstring (*)(const char*, int)>("ZYNEBuildString", "ZYNEBuildString");
+    host_->Withdraw("ZYNEBuildString");
+    EXPECT_EQ(build("abc", 3), nullptr);
+}
+
+// --- Property families: names, widening -------------------------------------------------
+
+unsigned char FakeSetWord(ZYNEobject, const char*, long value) {
+    ++seen.calls;
+    seen.wordArgument = value;
+    return 0x80;  // any non-zero byte means true
+}
+
+unsigned char FakeSetUnsigned(ZYNEobject, const char*, unsigned long value) {
+    ++seen.calls;
+    seen.unsignedArgument = value;
+    return 1;
+}
+
+TEST_F(ForwarderTest, NarrowSetterValuesAreWidenedBySignedness) {
+    host_->Provide("ZYNESetPropValueInt16", reinterpret_cast<void*>(&FakeSetWord));
+    host_->Provide("ZYNESetPropValueInt8", reinterpret_cast<void*>(&FakeSetWord));
+    host_->Provide("ZYNESetPropValueUInt16", reinterpret_cast<void*>(&FakeSetUnsigned));
+    host_->Provide("ZYNESetPropValueBoolean", reinterpret_cast<void*>(&FakeSetUnsigned));
+
+    auto setShort = Entry<int (*)(ZYNEobject, const char*, short)>(
+        "ZYNESetPropValue", "ZYNESetPropValueInt16", "short");
+    EXPECT_EQ(setShort(nullptr, "p", static_cast<short>(-2)), 0x80);
+    EXPECT_EQ(seen.wordArgument, -2);
+
+    auto setChar = Entry<int (*)(ZYNEobject, const char*, char)>("ZYNESetPropValue",
+                                                                 "ZYNESetPropValueInt8", "char");
+    setChar(nullptr, "p", static_cast<char>(-1));
+    EXPECT_EQ(seen.wordArgument, -1);
+
+    auto setUShort = Entry<int (*)(ZYNEobject, const char*, unsigned short)>(
+        "ZYNESetPropValue", "ZYNESetPropValueUInt16", "unsigned short");
+    setUShort(nullptr, "p", static_cast<unsigned short>(0xFFFF));
+    EXPECT_EQ(seen.unsignedArgument, 0xFFFFul);
+
+    auto setBool = Entry<int (*)(ZYNEobject, const char*, unsigned char)>(
+        "ZYNESetPropValue", "ZYNESetPropValueBoolean", "unsigned char");
+    EXPECT_EQ(setBool(nullptr, "p", static_cast<unsigned char>(0xFF)), 1);
+    EXPECT_EQ(seen.unsignedArgument, 0xFFul);
+    EXPECT_EQ(seen.calls, 4);
+}
+
+TEST_F(ForwarderTest, BooleanGetterAsksForBoolAndSetterForBoolean) {
+    auto get = Entry<int (*)(ZYNEobject, const char*, unsigned char*)>(
+        "ZYNEGetPropValue", "ZYNEGetPropValueBool", "unsigned char");
+    auto set = Entry<int (*)(ZYNEobject, const char*, unsigned char)>(
+        "ZYNESetPropValue", "ZYNESetPropValueBoolean", "unsigned char");
+    unsigned char value = 0;
+    get(nullptr, "Visible", &value);
+    set(nullptr, "Visible", 1);
+    EXPECT_TRUE(host_->Resolved("ZYNEGetPropValueBool"));
+    EXPECT_TRUE(host_->Resolved("ZYNESetPropValueBoolean"));
+    EXPECT_FALSE(host_->Resolved("ZYNEGetPropValueBoolean"));
+    EXPECT_FALSE(host_->Resolved("ZYNESetPropValueBool"));
+}
+
+// --- Arrays: two stages -------------------------------------------------------------------
+
+long FakeElementGet(void*, long index) {
+    seen.elementRoutineCalled = true;
+    return index * 10;
+}
+void* FakeGetProc(void*) {
+    ++seen.calls;
+    return reinterpret_cast<void*>(&FakeElementGet);
+}
+void FakeElementPut(void*, long index, long value) {
+    seen.elementRoutineCalled = true;
+    seen.wordArgument = index * 1000 + value;
+}
+void* FakePutProc(void* array) {
+    ++seen.calls;
+    return array != nullptr ? reinterpret_cast<void*>(&FakeElementPut) : nullptr;
+}
+
+TEST_F(ForwarderTest, ArrayGetWithNullOutputAsksForTheRoutineButDoesNotCallIt) {
+    host_->Provide("RuntimeArrayDirectGetGetProc", reinterpret_cast<void*>(&FakeGetProc));
+    auto get = Entry<void (*)(void*, long, long*)>("ZYNEGetArrayValue",
+                                                   "RuntimeArrayDirectGetGetProc", "long");
+    int array = 0;
+    get(&array, 3, nullptr);
+    EXPECT_EQ(seen.calls, 1);
+    EXPECT_FALSE(seen.elementRoutineCalled);
+
+    long value = 0;
+    get(&array, 3, &value);
+    EXPECT_EQ(value, 30);
+    EXPECT_EQ(seen.calls, 2);  // the element routine is asked for on every call
+}
+
+TEST_F(ForwarderTest, ArrayPutCallsTheElementRoutineOnlyWhenOneIsGiven) {
+    host_->Provide("RuntimeArrayDirectGetInsertProc", reinterpret_cast<void*>(&FakePutProc));
+    auto insert = Entry<void (*)(void*, long, long)>("ZYNEInsertArrayValue",
+                                                     "RuntimeArrayDirectGetInsertProc", "long");
+    insert(nullptr, 1, 2);  // the service answers no routine for a null array
+    EXPECT_FALSE(seen.elementRoutineCalled);
+    int array = 0;
+    insert(&array, 4, 7);
+    EXPECT_TRUE(seen.elementRoutineCalled);
+    EXPECT_EQ(seen.wordArgument, 4007);
+}
+
+// --- Arguments the forwarder rewrites ----------------------------------------------------
+
+void* FakeLoadGlobalMethod(const char* module, const char* method) {
+    ++seen.calls;
+    seen.firstText = module;
+    seen.secondText = method;
+    return reinterpret_cast<void*>(&FakeLoadGlobalMethod);
+}
+
+TEST_F(ForwarderTest, LoadGlobalMethodDropsTheModuleName) {
+    host_->Provide("ZYNELoadGlobalMethod", reinterpret_cast<void*>(&FakeLoadGlobalMethod));
+    void* found = probe_->loadGlobalMethod("SomeModule", "DoIt");
+    EXPECT_EQ(found, reinterpret_cast<void*>(&FakeLoadGlobalMethod));
+    EXPECT_EQ(seen.firstText, nullptr);
+    EXPECT_STREQ(seen.secondText, "DoIt");
+}
+
+void* FakeGetEventInstance(ZYNEobject, long slot) {
+    seen.wordArgument = slot;
+    return nullptr;
+}
+
+TEST_F(ForwarderTest, EventInstanceIsAskedForWithTheHostSlot) {
+    host_->Provide("GetEventInstance", reinterpret_cast<void*>(&FakeGetEventInstance));
+    auto getEvent = Entry<void* (*)(ZYNEobject, ZYNEevent*)>("ZYNEGetEventInstance",
+                                                             "GetEventInstance");
+    ZYNEevent event{"Action()", 17};
+    getEvent(nullptr, &event);
+    EXPECT_EQ(seen.wordArgument, 17);
+}
+
+void FakeConsoleSafeByValue(ZYNEclassDefinition definition) {
+    ++seen.calls;
+    seen.byValue = definition;
+}
+
+TEST_F(ForwarderTest, ConsoleSafe) {
+    ZYNEclassDefinition definition{};
+    definition.flags = 1;
+    probe_->setClassConsoleSafe(&definition);
+    EXPECT_EQ(definition.flags, 5ul);
+
+    // The by-value form asks for the empty name and passes a copy of the record.
+    host_->Provide("", reinterpret_cast<void*>(&FakeConsoleSafeByValue));
+    auto byValue = Entry<void (*)(ZYNEclassDefinition)>("SetClassConsoleSafe", "");
+    definition.name = "Thing";
+    definition.sharedMethodCount = 3;
+    byValue(definition);
+    EXPECT_EQ(seen.calls, 1);
+    EXPECT_STREQ(seen.byValue.name, "Thing");
+    EXPECT_EQ(seen.byValue.sharedMethodCount, 3);
+}
+
+// --- Version adaptation ------------------------------------------------------------------
+
+ZYNEmethodDefinition kMethods[] = {
+    {reinterpret_cast<void*>(1), reinterpret_cast<void*>(2), "A() as Integer", 7},
+    {reinterpret_cast<void*>(3), nullptr, "B( x as Integer )", 8},
+};
+
+class VersionAdaptationTest : public ForwarderTest,
+                              public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {}
+
+    // Registers a record of the parameter's kind with `methods` and returns what its
+    // method-list field holds afterwards.
+    ZYNEmethodDefinition* RegisterWith(ZYNEmethodDefinition* methods, long count) {
+        std::string service = GetParam();
+        auto call = [&](auto* record, const char* entry) {
+            record->version = 9;
+            record->name = "Thing";
+            record->methods = methods;
+            record->methodCount = count;
+            using Record = std::remove_pointer_t<decltype(record)>;
+            Entry<void (*)(Record*)>(entry, service)(record);
+            return record->methods;
+        };
+        if (service == "PluginRegisterClass") return call(&classRecord_, "ZYNERegisterClass");
+        if (service == "PluginRegisterClassExtension")
+            return call(&classRecord_, "ZYNERegisterClassExtension");
+        if (service == "PluginRegisterControl") return call(&control_, "ZYNERegisterControl");
+        if (service == "PluginRegisterInterface")
+            return call(&interface_, "ZYNERegisterInterface");
+        return call(&module_, "ZYNERegisterModule");
+    }
+
+    ZYNEclassDefinition classRecord_{};
+    ZYNEcontrol control_{};
+    ZYNEinterfaceDefinition interface_{};
+    ZYNEmoduleDefinition module_{};
+};
+
+TEST_P(VersionAdaptationTest, HostOfExactlyFivePointNineTakesRecordsUnchanged) {
+    Start(5.9);
+    EXPECT_EQ(RegisterWith(kMethods, 2), kMethods);
+    EXPECT_TRUE(host_->Resolved(GetParam()));
+}
+
+TEST_P(VersionAdaptationTest, OlderHostGetsAThreeWordCopy) {
+    for (std::optional<double> version : {std::optional<double>(5.8), std::optional<double>()}) {
+        Start(version);
+        ZYNEmethodDefinition* after = RegisterWith(kMethods, 2);
+        ASSERT_NE(after, kMethods);
+        auto* converted = reinterpret_cast<ZYNEmethodDefinitionV6*>(after);
+        EXPECT_EQ(converted[0].function, kMethods[0].function);
+        EXPECT_EQ(converted[0].setter, kMethods[0].setter);
+        EXPECT_STREQ(converted[0].declaration, "A() as Integer");
+        EXPECT_EQ(converted[1].function, kMethods[1].function);
+        EXPECT_STREQ(converted[1].declaration, "B( x as Integer )");
+        // The service was bound before the version was asked.
+        const auto& log = host_->Log();
+        auto at = [&](const std::string& line) {
+            return std::find(log.begin(), log.end(), line) - log.begin();
+        };
+        EXPECT_LT(at("resolve " + std::string(GetParam()) + " -> found"),
+                  at(version ? "resolve ZYNEGetZQVersion -> found"
+                             : "resolve ZYNEGetZQVersion -> missing"));
+        TearDown();
+    }
+}
+
+TEST_P(VersionAdaptationTest, EmptyMethodListIsReplacedAllTheSame) {
+    Start(5.8);
+    EXPECT_NE(RegisterWith(kMethods, 0), kMethods);
+}
+
+TEST_P(VersionAdaptationTest, ConversionHappensEvenWithoutTheRegistrationService) {
+    Start(5.0);
+    host_->Withdraw(GetParam());
+    EXPECT_NE(RegisterWith(kMethods, 2), kMethods);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryAdaptedRegistration, VersionAdaptationTest,
+                         ::testing::Values("PluginRegisterClass", "PluginRegisterClassExtension",
+                                           "PluginRegisterControl", "PluginRegisterInterface",
+                                           "PluginRegisterModule"));
+
+TEST_F(ForwarderTest, RegistrationsWithoutMethodListsAreNeverAdapted) {
+    Start(5.0);
+    auto registerMethod = Entry<void (*)(ZYNEmethodDefinition*)>("ZYNERegisterMethod",
+                                                                 "PluginRegisterMethod");
+    ZYNEmethodDefinition method = kMethods[0];
+    registerMethod(&method);
+    EXPECT_FALSE(host_->Resolved("ZYNEGetZQVersion"));
+}
+
+// --- Local helpers ------------------------------------------------------------------------
+
+TEST_F(ForwarderTest, StringHelpersAcceptNull) {
+    unsigned long length = 99;
+    EXPECT_EQ(probe_->getStringContents(nullptr, &length), nullptr);
+    EXPECT_EQ(length, 99ul);
+    EXPECT_EQ(probe_->stringLength(nullptr), 0);
+    EXPECT_STREQ(probe_->stringCString(nullptr), "");
+    EXPECT_EQ(probe_->stringPString(nullptr)[0], 0);
+
+    ZYNEstring text = host_->NewString("hello");
+    EXPECT_STREQ(probe_->getStringContents(text, &length), "hello");
+    EXPECT_EQ(length, 5ul);
+    EXPECT_EQ(probe_->getStringContents(text, nullptr), probe_->stringCString(text));
+    EXPECT_EQ(probe_->stringLength(text), 5);
+    EXPECT_EQ(probe_->stringPString(text)[0], 5);
+    host_->Unlock(text);
+}
+
+TEST_F(ForwarderTest, InstanceDataIsTheObjectPlusTheRecordsOffset) {
+    alignas(8) char object[64] = {};
+    ZYNEclassDefinition definition{};
+    definition.dataOffset = 24;
+    ZYNEcontrol control{};
+    control.dataOffset = 28;
+    auto* self = reinterpret_cast<ZYNEobject>(object);
+    EXPECT_EQ(probe_->getClassData(self, &definition), object + 24);
+    EXPECT_EQ(probe_->getControlData(self, &control), object + 28);
+}
+
+TEST_F(ForwarderTest, ResolverIsKeptAndForwardedUncached) {
+    ASSERT_NE(*probe_->resolver, nullptr);
+    host_->ClearLog();
+    probe_->hcallResolver("AnyName");
+    probe_->hcallResolver("AnyName");
+    EXPECT_EQ(host_->Count("resolve AnyName -> missing"), 2u);
+}
+
+TEST_F(ForwarderTest, ConvertingNoMethodsStillAllocates) {
+    ZYNEmethodDefinitionV6* none = probe_->convertCurrentMethodsToV6(kMethods, 0);
+    EXPECT_NE(none, nullptr);
+    std::free(none);
+}
+
+}  // namespace
