@@ -9,3 +9,5 @@ set(CMAKE_MODULE_LINKER_FLAGS_INIT "-m32")
 set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 # No i386 development packages of GTK here: the glue binds GTK at run time.
 set(ZYNE_GTK_RUNTIME_BINDING ON CACHE BOOL "" FORCE)
+# Its own absolute path, for tests that configure projects of their own.
+set(ZYNE_TOOLCHAIN_FILE "${CMAKE_CURRENT_LIST_FILE}" CACHE FILEPATH "" FORCE)

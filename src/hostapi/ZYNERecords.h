@@ -35,6 +35,14 @@ extern "C" {
 /* Class flag: usable in programs without a graphical interface. */
 #define ZYNE_CLASS_CONSOLE_SAFE 4UL
 
+/* The string record's member helpers are part of the bridge's exported interface;
+ * a guest's own copy of them stays hidden inside the guest. */
+#if defined(__cplusplus) && defined(ZYNE_BUILDING_BRIDGE)
+#define ZYNE_RECORD_API __attribute__((visibility("default")))
+#else
+#define ZYNE_RECORD_API
+#endif
+
 /* Opaque host objects; only pointers to them cross the interface. */
 typedef struct ZYNEobjectStruct ZYNEobjectStruct;
 typedef struct ZYNEclassRefStruct ZYNEclassRefStruct;
@@ -60,11 +68,11 @@ typedef struct ZYNEstringStruct {
     long length;                   /* byte length */
 #ifdef __cplusplus
     /* The byte length; 0 for a null record. */
-    long Length() const;
+    ZYNE_RECORD_API long Length() const;
     /* The first text byte (storage + 1); a static "" for a null record. */
-    const char* CString() const;
+    ZYNE_RECORD_API const char* CString() const;
     /* The length-prefixed text (storage); a static zero length byte for a null record. */
-    const unsigned char* PString() const;
+    ZYNE_RECORD_API const unsigned char* PString() const;
 #endif
 } ZYNEstringStruct;
 typedef ZYNEstringStruct* ZYNEstring;

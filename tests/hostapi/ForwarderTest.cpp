@@ -37,6 +37,7 @@ Seen seen;
 class ForwarderTest : public ::testing::Test {
 protected:
     void Start(std::optional<double> version = 2023.0) {
+        TearDown();  // one host per process: the previous one goes first
         seen = Seen{};
         HostOptions options;
         options.version = version;
