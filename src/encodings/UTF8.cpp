@@ -108,9 +108,9 @@ void MapUTF8(const unsigned char* text, unsigned long length, unsigned char** re
         } else {
             afterSeparator = false;
         }
-        // Stop rather than overrun: the character and the zero byte after it must fit. No
-        // row of the present table lengthens a character, but memory safety must not rest
-        // on the table's data.
+        // Stop rather than overrun: the character and the zero byte after it must fit. Rows
+        // such as U+0250 -> U+2C6F lengthen a character, so the output can fill up before
+        // the input ends.
         if (count + 1 > capacity - used) break;
         memcpy(out + used, bytes, count);
         used += count;

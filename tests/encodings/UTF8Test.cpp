@@ -206,14 +206,27 @@ TEST(UTF8, CharacterCaseMapping) {
         {0x1F600, 0x1F600, 0x1F600},  // beyond the table
         {'k', 'K', 'k'},              // K, not the Kelvin sign
         {0x212A, 0x212A, 'k'},        // the Kelvin sign folds down
-        {0x3BC, 0x39C, 0x3BC},        // mu goes up to capital mu, not the micro sign
-        {0xB5, 0xB5, 0x3BC},          // the micro sign folds to mu
-        {0x3C2, 0x3C2, 0x3C3},        // final sigma folds to sigma
+        {0x3BC, 0x39C, 0x3BC},        // mu
+        // Lower-case letters whose capital maps down to another letter have no row.
+        {0xB5, 0xB5, 0xB5},           // micro sign
+        {0x3C2, 0x3C2, 0x3C2},        // final sigma
+        {0x17F, 0x17F, 0x17F},        // long s
+        {0x131, 0x131, 0x131},        // dotless i
         {0x3B9, 0x399, 0x3B9},        // iota to capital iota, not to ypogegrammeni
         {0x130, 0x130, 'i'},          // capital I with dot
-        {0xDF, 0xDF, 0xDF},           // sharp s has no single capital
+        {0xDF, 0x1E9E, 0xDF},         // sharp s and capital sharp s
+        {0x1E9E, 0x1E9E, 0xDF},
         {0x1C5, 0x1C5, 0x1C6},        // title-case dz with caron
         {0x1C6, 0x1C4, 0x1C6},
+        {0x3B1, 0x391, 0x3B1},        // Greek alpha
+        {0x3AC, 0x386, 0x3AC},        // alpha with tonos
+        {0x436, 0x416, 0x436},        // Cyrillic zhe
+        {0x450, 0x400, 0x450},        // ie with grave
+        {0x1C80, 0x1C80, 0x1C80},     // rounded ve: its capital is ve's
+        {0x561, 0x531, 0x561},        // Armenian ayb
+        {0x10D0, 0x1C90, 0x10D0},     // Georgian an (Mkhedruli) and Mtavruli an
+        {0x10A0, 0x10A0, 0x2D00},     // Asomtavruli an and Nuskhuri an
+        {0xAB70, 0x13A0, 0xAB70},     // Cherokee: the lower case has the higher code point
         // Deliberate: only the low 16 bits are looked up.
         {0x10061, 'A', 0x10061},
         {0x10041, 0x10041, 'a'},
@@ -235,7 +248,8 @@ TEST(UTF8, Caseless) {
         {"", true},
         {"1a", false},
         {"\xE2\x82\xAC !", true},           // euro sign
-        {"\xC5\xBF", false},                // long s: only in the upper column
+        {"\xC5\xBF", true},                 // long s: no row
+        {"\xC3\x9F", false},                // sharp s pairs with capital sharp s
         {"\xF0\x90\x81\xA1", false},        // U+10061 shares its low bits with "a"
         {"12\xC3", true},                   // a cut-short character has no case
         {"\xD0\x96", false},                // Cyrillic Zhe
@@ -264,6 +278,8 @@ TEST(UTF8, BufferCaseMapping) {
          "a\tb\nc\xE3\x80\x80" "d\xC2\xA0" "e", "A\tB\nC\xE3\x80\x80" "D\xC2\xA0" "E"},
         {"x-y  z", "X-Y  Z", "x-y  z", "X-y  Z"},    // "-" is no separator; two spaces are
         {"\xE2\x84\xAA", "\xE2\x84\xAA", "k", "\xE2\x84\xAA"},  // Kelvin: shrinks to one byte
+        {"stra\xC3\x9F" "e", "STRA\xE1\xBA\x9E" "E", "stra\xC3\x9F" "e",
+         "Stra\xC3\x9F" "e"},                       // sharp s grows from two bytes to three
         {"ab\xC3", "AB\xC3", "ab\xC3", "Ab\xC3"},   // cut short: copied unchanged
     };
     // clang-format on
@@ -272,6 +288,17 @@ TEST(UTF8, BufferCaseMapping) {
         EXPECT_EQ(Mapped(UTF8ToLower, c.text), c.lower) << c.text;
         EXPECT_EQ(Mapped(UTF8Capitalize, c.text), c.capitalized) << c.text;
     }
+}
+
+TEST(UTF8, BufferStopsWhenUpperCaseOutgrowsIt) {
+    // Ten 2-byte letters whose capitals take 3 bytes: 30 bytes where the output has
+    // length + 5 = 25, so it stops, at a character, after eight capitals and the zero byte.
+    std::string text;
+    std::string expected;
+    for (int i = 0; i < 10; ++i) text += "\xC9\x90";         // U+0250 turned a
+    for (int i = 0; i < 8; ++i) expected += "\xE2\xB1\xAF";  // U+2C6F
+    EXPECT_EQ(Mapped(UTF8ToUpper, text), expected);
+    EXPECT_EQ(Mapped(UTF8Capitalize, text), "\xE2\xB1\xAF" + text.substr(2));
 }
 
 TEST(UTF8, BufferOutputsAreOptional) {
