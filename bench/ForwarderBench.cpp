@@ -1,24 +1,19 @@
-// ForwarderBench.cpp - zyne-bench: what a bound forwarder costs over a direct call.
+// ForwarderBench.cpp - zyne-bench suite: what a bound forwarder costs over a direct call.
 //
 // Each pair reaches one host service two ways in the same run: through its ZYNE...
 // entry point, already bound, and through a function pointer loaded from a
 // volatile, as a plug-in that kept the pointer itself would call it. The services
 // are trivial and never inlined, so the difference is the forwarder's own work: a
 // call, a slot load and a test. At the end the ratio forwarder/direct of each pair
-// is printed against the goal. The binding (first call, resolver lookup) is not
-// timed, and nothing here measures the host's real services.
-#include <algorithm>
+// is printed against the goal (RatioReporter). The binding (first call, resolver
+// lookup) is not timed, and nothing here measures the host's real services.
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <ostream>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
 
 #include <benchmark/benchmark.h>
 
+#include "RatioReporter.h"
+#include "Suites.h"
 #include "hostapi/ZYNEPlugin.h"
 
 namespace {
@@ -100,65 +95,25 @@ void DirectCString(benchmark::State& state) {
     }
 }
 
-// The console report, then one ratio line per pair. A pair is "<entry>/forwarder"
-// and "<entry>/direct"; with repetitions the fastest run of each counts, since
-// noise only ever adds time.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    // Colours only on a terminal, as the library's own console report does.
-    RatioReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
-
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-            const double time = run.GetAdjustedRealTime();
-            auto [entry, added] = times_.try_emplace(run.run_name.function_name, time);
-            if (!added) entry->second = std::min(entry->second, time);
-        }
-    }
-
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        static const std::string kForwarder = "/forwarder";
-        for (const auto& [name, forwarderTime] : times_) {
-            if (!name.ends_with(kForwarder)) continue;
-            const std::string entry = name.substr(0, name.size() - kForwarder.size());
-            const auto direct = times_.find(entry + "/direct");
-            if (direct == times_.end() || direct->second <= 0.0) continue;
-            char line[160];
-            std::snprintf(line, sizeof line, "ratio %s forwarder/direct: %.2f (goal <= %.1f)\n",
-                          entry.c_str(), forwarderTime / direct->second, kRatioGoal);
-            GetOutputStream() << line;
-        }
-    }
-
-private:
-    std::map<std::string, double> times_;  // run name -> adjusted real time, fastest
-};
-
 }  // namespace
 
-int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-
+bool RegisterForwarderBenchmarks(RatioReporter& reporter) {
     // Bind both forwarders before anything is timed, and make sure they reached the
     // services: an unbound forwarder would be timed asking the resolver every call.
     gResolver = &Resolve;
     ZYNELockObject(Object());
     if (gLastLocked != Object() || ZYNECString(&gString) != gString.CString()) {
         std::fprintf(stderr, "zyne-bench: the forwarders did not bind to the services\n");
-        return 1;
+        return false;
     }
 
     benchmark::RegisterBenchmark("ZYNELockObject/forwarder", ForwarderLockObject);
     benchmark::RegisterBenchmark("ZYNELockObject/direct", DirectLockObject);
     benchmark::RegisterBenchmark("ZYNECString/forwarder", ForwarderCString);
     benchmark::RegisterBenchmark("ZYNECString/direct", DirectCString);
-
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    reporter.AddRatio("ZYNELockObject forwarder/direct", "ZYNELockObject/forwarder",
+                      "ZYNELockObject/direct", kRatioGoal);
+    reporter.AddRatio("ZYNECString forwarder/direct", "ZYNECString/forwarder", "ZYNECString/direct",
+                      kRatioGoal);
+    return true;
 }

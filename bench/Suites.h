@@ -1,0 +1,18 @@
+// Suites.h - the benchmark files of zyne-bench, each registered by main in turn.
+//
+// A suite registers its benchmarks with the library and declares their summary
+// lines (pairs and counts) on the reporter. Nothing is timed during registration.
+#ifndef ZYNE_BENCH_SUITES_H
+#define ZYNE_BENCH_SUITES_H
+
+class RatioReporter;
+
+/// ForwarderBench.cpp: bound forwarders against direct calls. False, with a message
+/// on stderr, when the forwarders did not bind to the fake services.
+bool RegisterForwarderBenchmarks(RatioReporter& reporter);
+
+/// TextBench.cpp: StringMap lookup, UTF-8 case mapping, MacRoman conversion and
+/// string sharing, each against a reference. Always true.
+bool RegisterTextBenchmarks(RatioReporter& reporter);
+
+#endif  // ZYNE_BENCH_SUITES_H
