@@ -7,15 +7,10 @@
 
 #include "core/StringMap.h"
 #include "core/string.h"
+#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
 
 namespace {
-
-string Tagged(const char* bytes, uint32_t encoding) {
-    string s(bytes);
-    s.SetEncoding(encoding);
-    return s;
-}
 
 // The keys of a map in iteration order.
 std::vector<std::string> Keys(const StringMap<int>& map) {
@@ -45,8 +40,17 @@ TEST(StringMap, HashFoldsLettersAndSignsHighBytes) {
         const char* key;
         unsigned chain;
     } cases[] = {
-        {"", 0},    {"a", 65},  {"A", 65},     {"ab", (65 * 31 + 66) % 1000},
-        {"[", '['}, {"{", '{'}, {"\xE9", 273},  // 0xE9 enters as -23: (2^32 - 23) mod 1000, not 233
+        {"", 0},
+        {"a", 65},
+        {"A", 65},
+        {"ab", (65 * 31 + 66) % 1000},
+        {"[", '['},
+        {"{", '{'},
+        // Bytes of 0x80 and above enter as negative numbers: 0xE9 as -23, so
+        // (2^32 - 23) mod 1000, not 233; and they are not folded (é and É differ).
+        {"\xE9", 273},
+        {"\xC3\xA9", 318},  // 2^32 + (-61 * 31 - 87)
+        {"\xC3\x89", 286},  // 2^32 + (-61 * 31 - 119)
     };
     for (const Case& c : cases) {
         EXPECT_EQ(map.hashString(Tagged(c.key, kEncodingUTF8)), c.chain) << c.key;
@@ -75,12 +79,43 @@ TEST(StringMap, GrowsPastThreeQuartersKeepingOrder) {
     EXPECT_FALSE(map.GetEntry("key7", value));
 }
 
-TEST(StringMap, KeysAreHeldAndMatchedInUtf8) {
+TEST(StringMap, HighByteKeysAreFoundAndKeepTheirCase) {
     StringMap<int> map;
-    map.AddEntry(Tagged("\x8E", kEncodingMacRoman), 1);  // é
+    map.AddEntry(Tagged("Caf\x8E", kEncodingMacRoman), 1);  // held in UTF-8
+    map.AddEntry(Tagged("CAF\xC3\xA9", kEncodingUTF8), 2);  // ASCII case folds
+    map.AddEntry(Tagged("caf\xC3\x89", kEncodingUTF8), 3);  // É is not é
+    EXPECT_EQ(Keys(map), (std::vector<std::string>{"Caf\xC3\xA9", "caf\xC3\x89"}));
     int value = 0;
-    EXPECT_TRUE(map.GetEntry(Tagged("\xC3\xA9", kEncodingUTF8), value));
-    EXPECT_EQ(Keys(map), std::vector<std::string>{"\xC3\xA9"});
+    EXPECT_TRUE(map.GetEntry(Tagged("caf\xC3\xA9", kEncodingUTF8), value));
+    EXPECT_EQ(value, 2);
+    EXPECT_TRUE(map.GetEntry(Tagged("CAF\x83", kEncodingMacRoman), value));  // CAFÉ
+    EXPECT_EQ(value, 3);
+}
+
+// Every key in one chain, so that only StringsMatch tells keys apart.
+class OneChainMap : public StringMap<int> {
+public:
+    unsigned hashString(const string&) const override { return 0; }
+};
+
+TEST(StringMap, MatchingFoldsOnlyAsciiLetters) {
+    OneChainMap map;
+    struct Case {
+        const char* first;
+        const char* second;
+        bool same;
+    } cases[] = {
+        {"\xC3\xA9t\xC3\xA9", "\xC3\xA9T\xC3\xA9", true},
+        {"\xC3\xA9", "\xC3\x89", false},  // é, É
+        {"\xC3\x8A", "\xC3\x80", false},  // Ê, À: 0x8A and 0x80 are a case pair in MacRoman
+        {"a[", "A{", false},
+    };
+    for (const Case& c : cases) {
+        map.Initialize(256);
+        map.AddEntry(Tagged(c.first, kEncodingUTF8), 1);
+        map.AddEntry(Tagged(c.second, kEncodingUTF8), 2);
+        EXPECT_EQ(map.Count(), c.same ? 1u : 2u) << c.first << " " << c.second;
+    }
 }
 
 // Keys that hash alike (the hash folds case) but match only with equal case.

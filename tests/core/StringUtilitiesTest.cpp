@@ -9,13 +9,10 @@
 
 #include "core/StringUtilities.h"
 #include "core/string.h"
+#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
 
 namespace {
-
-std::string_view Bytes(const string& s) {
-    return {s.CString(), s.Length()};
-}
 
 void ExpectAscii(const string& s, std::string_view text) {
     EXPECT_EQ(Bytes(s), text);

@@ -2,28 +2,36 @@
 //
 // Conversions run the C library's iconv with encodings every glibc carries (MAC,
 // ISO_8859-1, UTF-8, UTF-16 and UTF-32 forms). Tests that depend on the process-wide
-// caches starting fresh run in a child process.
+// caches starting fresh run in a child process. iconv_open is counted to tell a
+// conversion from a cache hit or a retag.
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
+
+#include <dlfcn.h>
+#include <iconv.h>
 
 #include <gtest/gtest.h>
 
 #include "core/string.h"
+#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
 
 namespace {
+long gIconvOpens = 0;  // calls of iconv_open, successful or not
+}  // namespace
 
-string Tagged(const char* bytes, uint32_t encoding, long length = -1) {
-    string s;
-    s.ConstructFromBuffer(bytes, static_cast<unsigned>(length < 0 ? std::strlen(bytes) : length));
-    s.SetEncoding(encoding);
-    return s;
+// This executable's iconv_open, which the library's conversion code links against:
+// counts the call and forwards it to the C library's.
+extern "C" iconv_t iconv_open(const char* toName, const char* fromName) {
+    using IconvOpen = iconv_t (*)(const char*, const char*);
+    static const auto real = reinterpret_cast<IconvOpen>(dlsym(RTLD_NEXT, "iconv_open"));
+    ++gIconvOpens;
+    return real(toName, fromName);
 }
 
-std::string_view Bytes(const string& s) {
-    return {s.CString(), s.Length()};
-}
+namespace {
 
 TEST(EncodingTables, IconvNames) {
     struct Case {
@@ -156,7 +164,9 @@ TEST(ConvertEncoding, BadLastByteLeavesTextUnconverted) {
 TEST(ConvertEncoding, AsciiIsRetaggedForAsciiSupersets) {
     const string ascii = Tagged("Az", kEncodingASCII);
     for (uint32_t target : {kEncodingUTF8, kEncodingMacRoman, 513u, 0x600u + 1, 0xFFFEu}) {
+        const long opens = gIconvOpens;
         const string result = ConvertEncoding(ascii, target);
+        EXPECT_EQ(gIconvOpens, opens) << target;  // a copy, not a conversion
         EXPECT_NE(result.GetStorage(), ascii.GetStorage()) << target;
         EXPECT_EQ(Bytes(result), "Az") << target;
         EXPECT_EQ(result.Encoding(), target) << target;
@@ -164,24 +174,48 @@ TEST(ConvertEncoding, AsciiIsRetaggedForAsciiSupersets) {
     EXPECT_EQ(ascii.Encoding(), kEncodingASCII);
 
     // The 16-bit family up to 512 and Unicode forms other than UTF-8 go through iconv.
+    const long opens = gIconvOpens;
     const string utf16 = ConvertEncoding(ascii, kEncodingUTF16);
     EXPECT_EQ(utf16.Encoding(), kEncodingUTF16);
     EXPECT_GE(utf16.Length(), 4u);
     const string le = ConvertEncoding(ascii, kEncodingUTF16LE);
     EXPECT_EQ(Bytes(le), std::string_view("A\0z\0", 4));
-    // 512 has no iconv name: not retagged.
+    // 512 has no iconv name: not retagged, and iconv is not asked.
     EXPECT_EQ(ConvertEncoding(ascii, 512).Encoding(), kEncodingASCII);
+    EXPECT_EQ(gIconvOpens, opens + 2);
 }
 
 TEST(ConvertEncoding, RepeatsComeFromTheCache) {
     const string text = Tagged("\x8E", kEncodingMacRoman);
+    const long opens = gIconvOpens;
     const string first = ConvertEncoding(text, kEncodingUTF8);
+    EXPECT_EQ(gIconvOpens, opens + 1);
     const string second = ConvertEncoding(text, kEncodingUTF8);
+    EXPECT_EQ(gIconvOpens, opens + 1);  // no iconv: the cached result, shared
     EXPECT_EQ(first.GetStorage(), second.GetStorage());
-    // Another target for the same block converts afresh.
+    EXPECT_EQ(Bytes(second), "\xC3\xA9");
+
+    // The cache holds one conversion: another target for the same block replaces it.
     const string other = ConvertEncoding(text, kEncodingUTF16LE);
     EXPECT_EQ(other.Encoding(), kEncodingUTF16LE);
-    EXPECT_NE(ConvertEncoding(text, kEncodingUTF8).GetStorage(), first.GetStorage());
+    const string third = ConvertEncoding(text, kEncodingUTF8);
+    EXPECT_EQ(gIconvOpens, opens + 3);
+    EXPECT_NE(third.GetStorage(), first.GetStorage());
+    EXPECT_EQ(Bytes(third), "\xC3\xA9");
+}
+
+TEST(ConvertEncoding, MebibyteRoundTrip) {
+    // Every MacRoman byte, 4096 times: 1 MiB to UTF-8 and back, byte for byte.
+    std::string bytes(1 << 20, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i);
+    const string mac = Tagged(bytes.data(), kEncodingMacRoman, static_cast<long>(bytes.size()));
+    const string utf8 = ConvertEncoding(mac, kEncodingUTF8);
+    ASSERT_EQ(utf8.Encoding(), kEncodingUTF8);
+    EXPECT_GT(utf8.Length(), bytes.size());  // 128 two- and three-byte forms per round
+    const string back = ConvertEncoding(utf8, kEncodingMacRoman);
+    ASSERT_EQ(back.Encoding(), kEncodingMacRoman);
+    ASSERT_EQ(back.Length(), bytes.size());
+    EXPECT_EQ(std::memcmp(back.CString(), bytes.data(), bytes.size()), 0);
 }
 
 TEST(ConvertTextUnix, FailuresGiveBackTheSourceWithOneMoreReference) {

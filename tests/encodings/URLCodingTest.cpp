@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "core/string.h"
+#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
 #include "encodings/URLCoding.h"
 
@@ -14,10 +15,6 @@ string Raw(std::string_view bytes) {
     string s;
     s.ConstructFromBuffer(bytes.data(), static_cast<unsigned>(bytes.size()));
     return s;
-}
-
-std::string_view Bytes(const string& s) {
-    return {s.CString(), s.Length()};
 }
 
 TEST(URLCoding, Encode) {
