@@ -15,4 +15,8 @@ bool RegisterForwarderBenchmarks(RatioReporter& reporter);
 /// string sharing, each against a reference. Always true.
 bool RegisterTextBenchmarks(RatioReporter& reporter);
 
+/// StreamBench.cpp: DataFile sequential reads and writes against plain read/write,
+/// and FileHandle growth. Always true.
+bool RegisterStreamBenchmarks(RatioReporter& reporter);
+
 #endif  // ZYNE_BENCH_SUITES_H

@@ -13,7 +13,8 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
     RatioReporter reporter;
-    if (!RegisterForwarderBenchmarks(reporter) || !RegisterTextBenchmarks(reporter)) return 1;
+    if (!RegisterForwarderBenchmarks(reporter) || !RegisterTextBenchmarks(reporter) ||
+        !RegisterStreamBenchmarks(reporter)) return 1;
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
