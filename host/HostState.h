@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <span>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -131,6 +132,8 @@ struct HostState {
     /// Whether the plug-in will have handed over method lists in the three-word form: the
     /// glue converts them when "ZYNEGetZQVersion" answers below 5.9 or is missing.
     bool HostTakesThreeWordMethods() const;
+    // What "ZYNEGetZQVersion" last answered, if it was ever asked.
+    std::optional<double> lastVersionAnswer;
 
     // Strings (HostStrings.cpp).
     ZYNEstring NewString(const char* text, long length, unsigned long encoding);

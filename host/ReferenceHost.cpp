@@ -36,7 +36,9 @@ double GetZQVersion() {
     detail::HostState& state = detail::CurrentState();
     state.Called("ZYNEGetZQVersion");
     // Only installed while a version is set; 0.0 is what a missing service means anyway.
-    return state.options.version.value_or(0.0);
+    const double version = state.options.version.value_or(0.0);
+    state.lastVersionAnswer = version;
+    return version;
 }
 
 constexpr const char* kVersionService = "ZYNEGetZQVersion";
@@ -75,7 +77,9 @@ void HostState::Fault(std::string what) {
 
 bool HostState::HostTakesThreeWordMethods() const {
     // Deliberate: mirrors the glue's strict comparison; a host of exactly 5.9 takes the
-    // current form.
+    // current form. What the glue saw decides: once it has bound the version service it
+    // keeps calling it even after a test withdraws or replaces the name.
+    if (lastVersionAnswer) return *lastVersionAnswer < 5.9;
     const bool answers = options.version.has_value() && services.contains(kVersionService);
     return !(answers && *options.version >= 5.9);
 }
