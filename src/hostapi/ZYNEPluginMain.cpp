@@ -18,16 +18,20 @@ extern "C" ZYNE_ENTRY_API void ZYNEPluginMain(ZYNEResolver resolver) {
 ZYNE_API void* HCallResolver(const char* name) { return gResolver(name); }
 
 ZYNE_API void* ZYNEGetClassData(ZYNEobject object, ZYNEclassDefinition* definition) {
+    if (object == nullptr || definition == nullptr) return nullptr;
     return reinterpret_cast<char*>(object) + definition->dataOffset;
 }
 
 ZYNE_API void* ZYNEGetControlData(ZYNEobject instance, ZYNEcontrol* control) {
+    if (instance == nullptr || control == nullptr) return nullptr;
     return reinterpret_cast<char*>(instance) + control->dataOffset;
 }
 
 ZYNE_API const char* ZYNEGetStringContents(ZYNEstring string, unsigned long* lengthOut) {
     if (string == nullptr) return nullptr;
     if (lengthOut != nullptr) *lengthOut = static_cast<unsigned long>(string->length);
+    // A record without storage is a host's empty string, not a pointer to dereference.
+    if (string->storage == nullptr) return "";
     return reinterpret_cast<const char*>(string->storage + 1);
 }
 
@@ -57,16 +61,18 @@ const unsigned char* ZYNEstringStruct::PString() const {
 }
 
 ZYNE_API void SetClassConsoleSafe(ZYNEclassDefinition* definition) {
+    if (definition == nullptr) return;
     definition->flags |= ZYNE_CLASS_CONSOLE_SAFE;
 }
 
 ZYNE_API ZYNEmethodDefinitionV6* ConvertCurrentMethodsToV6(const ZYNEmethodDefinition* methods,
                                                            long count) {
     if (count < 0) count = 0;
-    // A count of 0 still allocates: the caller's record must point somewhere new.
+    // A count of 0 still allocates: the caller's record must point somewhere new. calloc
+    // refuses a count whose byte size would overflow, where a multiplication would wrap.
     auto* converted = static_cast<ZYNEmethodDefinitionV6*>(
-        std::malloc(static_cast<unsigned long>(count) * sizeof(ZYNEmethodDefinitionV6)));
-    if (converted == nullptr) return nullptr;
+        std::calloc(static_cast<unsigned long>(count), sizeof(ZYNEmethodDefinitionV6)));
+    if (converted == nullptr || methods == nullptr) return converted;
     for (long i = 0; i < count; ++i) {
         converted[i].function = methods[i].function;
         converted[i].setter = methods[i].setter;

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "ForwarderProbe.h"
+#include "hostapi/RecordReaders.h"
 #include "ReferenceHost.h"
 
 using zyne::host::HostOptions;
@@ -487,10 +490,158 @@ TEST_F(ForwarderTest, ResolverIsKeptAndForwardedUncached) {
     EXPECT_EQ(host_->Count("resolve AnyName -> missing"), 2u);
 }
 
-TEST_F(ForwarderTest, ConvertingNoMethodsStillAllocates) {
-    ZYNEmethodDefinitionV6* none = probe_->convertCurrentMethodsToV6(kMethods, 0);
-    EXPECT_NE(none, nullptr);
-    std::free(none);
+TEST_F(ForwarderTest, NullRecordsAndListsAreRefusedQuietly) {
+    // A count with no list converts to a fresh, zeroed block rather than reading null.
+    auto* converted = probe_->convertCurrentMethodsToV6(nullptr, 3);
+    ASSERT_NE(converted, nullptr);
+    EXPECT_EQ(converted[2].declaration, nullptr);
+    std::free(converted);
+
+    ZYNEclassDefinition definition{};
+    alignas(8) char object[16] = {};
+    EXPECT_EQ(probe_->getClassData(reinterpret_cast<ZYNEobject>(object), nullptr), nullptr);
+    EXPECT_EQ(probe_->getClassData(nullptr, &definition), nullptr);
+    EXPECT_EQ(probe_->getControlData(nullptr, nullptr), nullptr);
+    probe_->setClassConsoleSafe(nullptr);
+
+    ZYNEstringStruct noStorage{};
+    unsigned long length = 7;
+    EXPECT_STREQ(probe_->getStringContents(&noStorage, &length), "");
+    EXPECT_EQ(length, 0ul);
+}
+
+// --- The reviewed list of host names ----------------------------------------------------
+
+// Every entry point with the host name it asks for, compared with a list kept beside
+// this test: renaming a host service by accident changes the interface and fails here.
+TEST_F(ForwarderTest, HostNamesMatchTheReviewedList) {
+    std::vector<std::string> actual;
+    for (long i = 0; i < probe_->rowCount; ++i) {
+        const ForwarderRow& row = probe_->rows[i];
+        actual.push_back(std::string(row.entry) + (*row.valueType ? "<" : "") + row.valueType +
+                         (*row.valueType ? ">" : "") + " \"" + row.hostName + "\"");
+    }
+    std::vector<std::string> expected;
+    std::ifstream list(ZYNE_HOST_NAMES_PATH);
+    for (std::string line; std::getline(list, line);) {
+        if (!line.empty() && line[0] != '#') expected.push_back(line);
+    }
+    std::sort(actual.begin(), actual.end());
+    std::sort(expected.begin(), expected.end());
+    std::vector<std::string> missing, unexpected;
+    std::set_difference(expected.begin(), expected.end(), actual.begin(), actual.end(),
+                        std::back_inserter(missing));
+    std::set_difference(actual.begin(), actual.end(), expected.begin(), expected.end(),
+                        std::back_inserter(unexpected));
+    for (const std::string& line : missing) ADD_FAILURE() << "missing: " << line;
+    for (const std::string& line : unexpected) ADD_FAILURE() << "unexpected: " << line;
+    EXPECT_EQ(actual.size(), expected.size());
+}
+
+// --- Order and widening that only a fake service can see ----------------------------------
+
+ZYNEmethodDefinition* gMethodsAtCall = nullptr;
+void FakeRegisterClass(ZYNEclassDefinition* record) { gMethodsAtCall = record->methods; }
+
+TEST_F(ForwarderTest, OldHostReceivesTheConvertedListAtTheCall) {
+    Start(5.8);
+    host_->Provide("PluginRegisterClass", reinterpret_cast<void*>(&FakeRegisterClass));
+    ZYNEclassDefinition record{};
+    record.methods = kMethods;
+    record.methodCount = 2;
+    Entry<void (*)(ZYNEclassDefinition*)>("ZYNERegisterClass", "PluginRegisterClass")(&record);
+    EXPECT_NE(gMethodsAtCall, kMethods);
+    EXPECT_EQ(gMethodsAtCall, record.methods);
+}
+
+// Typed as returning a full word: what the host leaves above its 8-bit boolean must
+// not reach the caller.
+unsigned int FakeWideBoolean(ZYNEobject, const char*, long*) { return 0x101; }
+unsigned int FakeWideInRuntime() { return 0x100; }
+
+TEST_F(ForwarderTest, BooleanResultsAreWidenedFromEightBits) {
+    host_->Provide("ZYNEGetPropValueInt", reinterpret_cast<void*>(&FakeWideBoolean));
+    host_->Provide("ZYNEinRuntime", reinterpret_cast<void*>(&FakeWideInRuntime));
+    long value = 0;
+    EXPECT_EQ(Entry<int (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValue",
+                                                            "ZYNEGetPropValueInt", "long")(
+                  nullptr, "p", &value),
+              1);
+    EXPECT_EQ(Entry<int (*)()>("ZYNEinRuntime", "ZYNEinRuntime")(), 0);
+}
+
+// The glue bound the version service, then the host withdrew it: registrations still
+// see the version the glue keeps asking, and the host must read the list that way.
+TEST_F(ForwarderTest, HostReadsMethodsInTheFormTheGlueSent) {
+    Entry<double (*)()>("ZYNEGetZQVersion", "ZYNEGetZQVersion")();
+    host_->Withdraw("ZYNEGetZQVersion");
+    static ZYNEmethodDefinition methods[] = {
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 1; }), nullptr, "A() as Integer", 0},
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 2; }), nullptr, "B() as Integer", 0},
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 3; }), nullptr, "C() as Integer", 0},
+    };
+    static ZYNEclassDefinition record{};
+    record = ZYNEclassDefinition{};
+    record.version = 9;
+    record.name = "Triple";
+    record.methods = methods;
+    record.methodCount = 3;
+    Entry<void (*)(ZYNEclassDefinition*)>("ZYNERegisterClass", "PluginRegisterClass")(&record);
+    EXPECT_EQ(record.methods, methods);
+    ZYNEobject object = host_->NewInstance("Triple");
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(host_->Call<long>(object, "B"), 2);
+    EXPECT_EQ(host_->Call<long>(object, "C"), 3);
+    host_->Unlock(object);
+}
+
+// --- Reading guests' method lists ----------------------------------------------------------
+
+TEST(RecordReaders, MethodIndexesAreBoundedByTheCount) {
+    ZYNEmethodDefinitionV6 earlier[] = {{nullptr, nullptr, "A()"}, {nullptr, nullptr, "B()"}};
+    struct Case {
+        long index;
+        const char* declaration;  // null: refused
+    };
+    for (const Case& c : {Case{0, "A()"}, Case{1, "B()"}, Case{2, nullptr}, Case{-1, nullptr}}) {
+        const ZYNEmethodDefinition* method = GetMethodInList(earlier, 2, c.index, true);
+        if (c.declaration == nullptr) {
+            EXPECT_EQ(method, nullptr) << c.index;
+        } else {
+            ASSERT_NE(method, nullptr) << c.index;
+            EXPECT_STREQ(method->declaration, c.declaration);
+        }
+    }
+    EXPECT_STREQ(GetMethodInList(kMethods, 2, 1, false)->declaration, "B( x as Integer )");
+    EXPECT_EQ(GetMethodInList(nullptr, 2, 0, false), nullptr);
+    EXPECT_TRUE(UsesEarlierMethodForm(6));
+    EXPECT_FALSE(UsesEarlierMethodForm(7));
 }
 
 }  // namespace
+
+// Before the host has called ZYNEPluginMain there is no resolver: entry points answer
+// their failure values instead of crashing.
+TEST(ForwarderBeforeEntryPoint, AnswersNothing) {
+    void* bridge = dlopen(ZYNE_BRIDGE_PATH, RTLD_LAZY | RTLD_LOCAL);
+    ASSERT_NE(bridge, nullptr) << dlerror();
+    void* probeLibrary = dlopen(ZYNE_FORWARDER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(probeLibrary, nullptr) << dlerror();
+    auto probe = reinterpret_cast<const ForwarderProbe* (*)()>(
+        dlsym(probeLibrary, "ZyneForwarderProbe"))();
+    EXPECT_EQ(*probe->resolver, nullptr);
+    for (long i = 0; i < probe->rowCount; ++i) {
+        const ForwarderRow& row = probe->rows[i];
+        if (std::string_view(row.entry) == "ZYNERegisterBackgroundTask") {
+            EXPECT_EQ(reinterpret_cast<long (*)(ZYNEBackgroundTaskProc, long, void*)>(
+                          row.address)(nullptr, 1, nullptr),
+                      -1);
+        } else if (std::string_view(row.hostName) == "ZYNEBuildString") {
+            EXPECT_EQ(reinterpret_cast<ZYNEstring (*)(const char*, int)>(row.address)("a", 1),
+                      nullptr);
+        }
+        row.callWithNothing();
+    }
+    dlclose(probeLibrary);
+    dlclose(bridge);
+}

@@ -1,7 +1,7 @@
 # Installs the project into a private prefix and builds a guest from outside,
 # twice: through the CMake package and through pkg-config. Each guest must export
 # ZYNEPluginMain and nothing else, and the bridge must carry its SONAME.
-#   cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... [-DTOOLCHAIN=...] -DCXX=... -DCXX_FLAGS=...
+#   cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... -DLIBDIR=lib [-DTOOLCHAIN=...] -DCXX=... -DCXX_FLAGS=...
 #         -P CheckInstall.cmake
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -25,7 +25,7 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-run(readelf -d ${prefix}/lib/libzynebridge.so)
+run(readelf -d ${prefix}/${LIBDIR}/libzynebridge.so)
 if(NOT run_output MATCHES "SONAME\\)[^\n]*libzynebridge\\.so\\.9\\]")
   message(FATAL_ERROR "the installed bridge lacks the SONAME libzynebridge.so.9:\n${run_output}")
 endif()
@@ -39,7 +39,7 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/packaging/guest -B ${WORK_DIR}/guest
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/guest)
 expect_only_entry_point(${WORK_DIR}/guest/OutsideGuest.so)
 
-set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 run(pkg-config --cflags --libs zynebridge)
 string(STRIP "${run_output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
