@@ -47,13 +47,20 @@ constexpr R Nothing() {
 
 }  // namespace
 
+// The bound path is one load, one test and a tail call. Binding lives in a separate
+// function (the lambda) so that the bound path saves nothing and touches no stack.
 #define ZYNE_FORWARD_ADAPTED_OR(R, Entry, Host, Params, CR, CParams, CArgs, Failure) \
     ZYNE_API R Entry Params {                                                       \
         using Callback = CR(*) CParams;                                             \
         static Callback slot;                                                       \
-        Callback callback = Bound(&slot, Host);                                     \
-        if (callback == nullptr) return Failure;                                    \
-        return static_cast<R>(callback CArgs);                                      \
+        if (Callback callback = slot) [[likely]]                                    \
+            return static_cast<R>(callback CArgs);                                  \
+        auto bindAndCall = [](auto... arguments) __attribute__((noinline)) -> R {   \
+            Callback callback = Bind(&slot, Host);                                  \
+            if (callback == nullptr) return Failure;                                \
+            return static_cast<R>(callback(arguments...));                          \
+        };                                                                          \
+        return bindAndCall CArgs;                                                   \
     }
 #define ZYNE_FORWARD(R, Entry, Host, Params, Args) \
     ZYNE_FORWARD_ADAPTED_OR(R, Entry, Host, Params, R, Params, Args, Nothing<R>())
@@ -61,12 +68,16 @@ constexpr R Nothing() {
     ZYNE_FORWARD_ADAPTED_OR(R, Entry, Host, Params, R, Params, Args, Failure)
 #define ZYNE_FORWARD_ADAPTED(R, Entry, Host, Params, CR, CParams, CArgs) \
     ZYNE_FORWARD_ADAPTED_OR(R, Entry, Host, Params, CR, CParams, CArgs, Nothing<R>())
-#define ZYNE_FORWARD_VOID(Entry, Host, Params, Args) \
-    ZYNE_API void Entry Params {                     \
-        using Callback = void(*) Params;             \
-        static Callback slot;                        \
-        Callback callback = Bound(&slot, Host);      \
-        if (callback != nullptr) callback Args;      \
+#define ZYNE_FORWARD_VOID(Entry, Host, Params, Args)                 \
+    ZYNE_API void Entry Params {                                     \
+        using Callback = void(*) Params;                             \
+        static Callback slot;                                        \
+        if (Callback callback = slot) [[likely]]                     \
+            return callback Args;                                    \
+        auto bindAndCall = [](auto... arguments) __attribute__((noinline)) { \
+            if (Callback callback = Bind(&slot, Host)) callback(arguments...);   \
+        };                                                                    \
+        bindAndCall Args;                                                     \
     }
 // The registration service is bound before the version is asked, and the
 // conversion happens whether or not it was found.
