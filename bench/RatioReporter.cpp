@@ -47,7 +47,11 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
         // shared machine real time also counts the spells another process had the core.
         Measurement measured{run.cpu_accumulated_time / static_cast<double>(run.iterations), {}};
         for (const auto& [name, counter] : run.counters) measured.counters[name] = counter.value;
-        auto [entry, added] = measurements_.try_emplace(run.run_name.function_name, measured);
+        // The name as registered plus its arguments ("DataFileWrite/65536"), without the
+        // repetition and timing suffixes, so that repetitions of one benchmark meet.
+        std::string name = run.run_name.function_name;
+        if (!run.run_name.args.empty()) name += "/" + run.run_name.args;
+        auto [entry, added] = measurements_.try_emplace(std::move(name), measured);
         if (!added && measured.seconds < entry->second.seconds) entry->second = std::move(measured);
     }
 }
