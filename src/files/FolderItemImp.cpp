@@ -297,8 +297,15 @@ bool FolderItemImp::DeleteFile() {
     return false;
 }
 
-bool FolderItemImp::DeleteFolder() {
+bool FolderItemImp::DeleteFolder() { return DeleteFolderBelow(0); }
+
+bool FolderItemImp::DeleteFolderBelow(int depth) {
     if (!IsDirectory()) return false;
+    // A damaged container can list a folder inside itself; no real tree is this deep.
+    if (depth >= kMaxFolderDepth) {
+        lastError = ELOOP;
+        return false;
+    }
     lastError = 0;
 
     // All children are listed before any is deleted: deleting while walking the listing
@@ -317,7 +324,8 @@ bool FolderItemImp::DeleteFolder() {
     int32_t childError = 0;
     for (long i = 0; i < children.Count(); ++i) {
         FolderItemImp* child = children[i];
-        const bool deleted = child->IsDirectory() ? child->DeleteFolder() : child->DeleteFile();
+        const bool deleted =
+            child->IsDirectory() ? child->DeleteFolderBelow(depth + 1) : child->DeleteFile();
         if (!deleted) {
             childrenDeleted = false;
             childError = child->GetLastError();

@@ -212,6 +212,11 @@ public:
 protected:
     FolderItemImp(const FolderItemImp&) = default;
 
+    // DeleteFolder for a folder `depth` levels below the one asked; refuses with ELOOP
+    // past kMaxFolderDepth, so a folder that lists itself cannot exhaust the stack.
+    bool DeleteFolderBelow(int depth);
+    static constexpr int kMaxFolderDepth = 256;
+
     int32_t lastError = 0;  // errno of the last failed operation; reset to 0 by each that can fail
 };
 
