@@ -1,0 +1,591 @@
+// ZqxTest.cpp - end-to-end tests of zqx: the built binary run in a private temporary folder.
+//
+// Each test makes its own folder (HOME points there too), runs zqx with posix_spawn and
+// checks exit status, output and the files on disk. Hostile and damaged containers are
+// made with the volume classes or by patching bytes. A run that takes over 30 seconds is
+// killed and fails the test (a hang).
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "encodings/Encodings.h"
+#include "streams/FileHandle.h"
+#include "virtualvolume/VHFSVolume.h"
+
+extern char** environ;
+
+namespace {
+
+struct Result {
+    int status = -1;  // exit status; -1 when killed or crashed
+    std::string out;
+    std::string err;
+    std::string LastLine() const {
+        std::string text = out.empty() || (!err.empty() && out.back() != '\n') ? err : out;
+        while (!text.empty() && text.back() == '\n') text.pop_back();
+        return text.substr(text.rfind('\n') == std::string::npos ? 0 : text.rfind('\n') + 1);
+    }
+};
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+bool Exists(const std::string& path) {
+    struct stat st {};
+    return lstat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> Entries(const std::string& dir) {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d))
+            if (strcmp(e->d_name, ".") && strcmp(e->d_name, "..")) names.push_back(e->d_name);
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+string Utf8(const std::string& s) {
+    string out;
+    out.ConstructFromBuffer(s.data(), static_cast<unsigned>(s.size()));
+    out.SetEncoding(kEncodingUTF8);
+    return out;
+}
+
+class ZqxTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/zqxtest-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir = pattern;
+    }
+    void TearDown() override {
+        const std::string cmd = "rm -rf '" + dir + "'";
+        ASSERT_EQ(system(cmd.c_str()), 0);
+    }
+
+    std::string P(const std::string& name) const { return dir + "/" + name; }
+
+    // Runs zqx with `args`; `env` adds variables; standard input from `input` when set.
+    Result Zqx(const std::vector<std::string>& args, const std::vector<std::string>& env = {},
+               const std::string* input = nullptr) {
+        static int counter = 0;
+        const std::string outPath = P(".out" + std::to_string(counter));
+        const std::string errPath = P(".err" + std::to_string(counter));
+        const std::string inPath = P(".in" + std::to_string(counter++));
+        WriteFile(inPath, input ? *input : "");
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 0, inPath.c_str(), O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
+        posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
+        std::vector<std::string> envText;
+        for (char** e = environ; *e; ++e) {
+            const std::string v = *e;
+            if (v.rfind("HOME=", 0) == 0 || v.rfind("SOURCE_DATE_EPOCH=", 0) == 0 ||
+                v.rfind("TMPDIR=", 0) == 0)
+                continue;
+            envText.push_back(v);
+        }
+        envText.push_back("HOME=" + dir);
+        envText.push_back("TMPDIR=" + dir);
+        for (const std::string& v : env) envText.push_back(v);
+        std::vector<char*> envp;
+        for (std::string& v : envText) envp.push_back(v.data());
+        envp.push_back(nullptr);
+        std::vector<std::string> argText{ZQX_BINARY};
+        argText.insert(argText.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (std::string& a : argText) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        pid_t pid = 0;
+        Result run;
+        const int rc = posix_spawn(&pid, ZQX_BINARY, &actions, nullptr, argv.data(), envp.data());
+        posix_spawn_file_actions_destroy(&actions);
+        EXPECT_EQ(rc, 0) << "could not start " << ZQX_BINARY;
+        if (rc != 0) return run;
+        int status = 0;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (waitpid(pid, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                kill(pid, SIGKILL);
+                waitpid(pid, &status, 0);
+                ADD_FAILURE() << "zqx hung and was killed";
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        if (WIFEXITED(status)) run.status = WEXITSTATUS(status);
+        EXPECT_FALSE(WIFSIGNALED(status)) << "zqx died of signal " << WTERMSIG(status);
+        run.out = ReadFile(outPath);
+        run.err = ReadFile(errPath);
+        unlink(outPath.c_str());
+        unlink(errPath.c_str());
+        unlink(inPath.c_str());
+        return run;
+    }
+
+    // A small tree: src/a.txt, src/empty, src/sub/b.bin (5000 bytes), src/sub/deep/c.
+    void MakeTree() {
+        mkdir(P("src").c_str(), 0755);
+        mkdir(P("src/sub").c_str(), 0755);
+        mkdir(P("src/sub/deep").c_str(), 0755);
+        WriteFile(P("src/a.txt"), "hello\n");
+        WriteFile(P("src/empty"), "");
+        std::string binary;
+        for (int i = 0; i < 5000; ++i) binary += static_cast<char>((i * 7919) & 0xFF);
+        WriteFile(P("src/sub/b.bin"), binary);
+        WriteFile(P("src/sub/deep/c"), "deep");
+    }
+
+    // A container made with the volume classes: `build` adds items under the root.
+    void MakeContainer(const std::string& path,
+                       const std::function<void(VHFSVolume&, const VFileRef&)>& build) {
+        auto* stream = new FileHandle();
+        stream->SetBigEndian();
+        VHFSVolume* volume = VHFSVolume::Create(stream, 0);
+        ASSERT_TRUE(volume && volume->IsValid());
+        build(*volume, volume->GetRoot());
+        volume->FlushToDisk();
+        ZQ::Handle h = stream->GetHandle();
+        WriteFile(path, std::string(*h, stream->GetLength()));
+        delete volume;
+        delete stream;
+    }
+
+    static void AddFile(VHFSVolume& v, const VFileRef& parent, const std::string& name,
+                        const std::string& content) {
+        VFileRef f = v.CreateFile(parent, Utf8(name), kUnknownFileType);
+        ASSERT_NE(f.type, 0u) << name;
+        VFile* s = v.OpenFile(f);
+        ASSERT_NE(s, nullptr);
+        ASSERT_TRUE(s->WriteData(content.data(), static_cast<unsigned>(content.size())));
+        delete s;
+    }
+
+    // Overwrites the raw 224-byte name field of an item (for names the API won't write).
+    static void SetRawName(VHFSVolume& v, uint32_t id, const std::string& raw) {
+        VFSVolume* blocks = v.GetBlockVolume();
+        const short f = blocks->OpenFile(id);
+        ASSERT_GE(f, 0);
+        std::string field = raw;
+        field.resize(kItemNameFieldSize, '\0');
+        ASSERT_TRUE(blocks->SetFilePosition(f, kItemNamePosition));
+        ASSERT_TRUE(blocks->WriteFileData(f, field.data(), kItemNameFieldSize));
+        blocks->CloseFile(f);
+    }
+
+    std::string dir;
+};
+
+TEST_F(ZqxTest, CreateListExtractRoundTripKeepsBytesNamesAndDates) {
+    MakeTree();
+    Result c = Zqx({"create", "-v", P("t.zqx"), P("src"), "--mtime", "2021-03-04T05:06:07"});
+    ASSERT_EQ(c.status, 0) << c.err;
+    EXPECT_NE(c.out.find("src/sub/b.bin\n"), std::string::npos) << "-v names each member";
+    EXPECT_EQ(c.LastLine(), "created " + P("t.zqx") + ": 4 files, 3 folders, 5010 bytes");
+
+    Result l = Zqx({"list", P("t.zqx")});
+    ASSERT_EQ(l.status, 0) << l.err;
+    EXPECT_EQ(l.out,
+              "src/\nsrc/a.txt\nsrc/empty\nsrc/sub/\nsrc/sub/b.bin\nsrc/sub/deep/\n"
+              "src/sub/deep/c\n4 files, 3 folders\n");
+
+    mkdir(P("out").c_str(), 0755);
+    Result x = Zqx({"extract", P("t.zqx"), "-C", P("out")});
+    ASSERT_EQ(x.status, 0) << x.err;
+    EXPECT_EQ(x.LastLine(), "extracted 4 files, 3 folders into " + P("out"));
+    for (const char* f : {"src/a.txt", "src/empty", "src/sub/b.bin", "src/sub/deep/c"})
+        EXPECT_EQ(ReadFile(P("out/") + f), ReadFile(P(f))) << f;
+    struct stat st {};
+    ASSERT_EQ(stat(P("out/src/a.txt").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtime, 1614834367) << "the stored date comes back";
+    ASSERT_EQ(stat(P("out/src/sub").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtime, 1614834367) << "folders are dated after their contents";
+    ASSERT_EQ(stat(P("out/src").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtime, 1614834367);
+    EXPECT_EQ(Entries(P("out/src")), (std::vector<std::string>{"a.txt", "empty", "sub"}))
+        << "no temporary files are left behind";
+}
+
+TEST_F(ZqxTest, ListLongAndJsonShowTypeSizeAndDates) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src"), "--type", "TEXT", "--mtime", "86400"}).status,
+              0);
+    Result l = Zqx({"list", "-l", P("t.zqx"), "src/sub"});
+    ASSERT_EQ(l.status, 0) << l.err;
+    EXPECT_NE(l.out.find("TEXT         5000  1970-01-02T00:00:00Z  1970-01-02T00:00:00Z  "
+                         "src/sub/b.bin\n"),
+              std::string::npos)
+        << l.out;
+    EXPECT_EQ(l.out.find("a.txt"), std::string::npos) << "PATH limits the listing";
+
+    Result j = Zqx({"list", "--json", P("t.zqx")});
+    ASSERT_EQ(j.status, 0) << j.err;
+    const auto doc = nlohmann::json::parse(j.out);
+    ASSERT_EQ(doc["members"].size(), 7u);
+    EXPECT_EQ(doc["files"], 4);
+    EXPECT_EQ(doc["folders"], 3);
+    const auto& b = doc["members"][4];
+    EXPECT_EQ(b["path"], "src/sub/b.bin");
+    EXPECT_EQ(b["kind"], "file");
+    EXPECT_EQ(b["type"], "TEXT");
+    EXPECT_EQ(b["size"], 5000);
+    EXPECT_EQ(b["modified"], "1970-01-02T00:00:00Z");
+    EXPECT_EQ(doc["members"][3]["kind"], "folder");
+    EXPECT_NE(j.err.find("4 files, 3 folders"), std::string::npos) << "summary off stdout";
+}
+
+TEST_F(ZqxTest, SameInputsAndFixedDateGiveIdenticalBytes) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("1.zqx"), P("src"), "--mtime", "1000"}).status, 0);
+    // Different file dates and a later run: --mtime fixes every date.
+    struct timespec times[2] = {{5000, 0}, {5000, 0}};
+    utimensat(AT_FDCWD, P("src/a.txt").c_str(), times, 0);
+    ASSERT_EQ(Zqx({"create", P("2.zqx"), P("src"), "--mtime", "1000"}).status, 0);
+    ASSERT_EQ(Zqx({"create", P("3.zqx"), P("src")}, {"SOURCE_DATE_EPOCH=1000"}).status, 0);
+    ASSERT_EQ(Zqx({"create", P("4.zqx"), P("src"), "--mtime", "1001"}).status, 0);
+    EXPECT_EQ(ReadFile(P("1.zqx")), ReadFile(P("2.zqx")));
+    EXPECT_EQ(ReadFile(P("1.zqx")), ReadFile(P("3.zqx")));
+    EXPECT_NE(ReadFile(P("1.zqx")), ReadFile(P("4.zqx"))) << "the date is really stored";
+}
+
+TEST_F(ZqxTest, ContainerOnStandardOutputAndInput) {
+    MakeTree();
+    Result c = Zqx({"create", "-", P("src/a.txt"), "--mtime", "0"});
+    ASSERT_EQ(c.status, 0) << c.err;
+    ASSERT_EQ(c.out.substr(0, 4), "VFSv");
+    Result l = Zqx({"list", "-"}, {}, &c.out);
+    EXPECT_EQ(l.status, 0) << l.err;
+    EXPECT_EQ(l.out, "a.txt\n1 file, 0 folders\n");
+}
+
+// Hostile member names: each is named as skipped and nothing lands outside DIR.
+TEST_F(ZqxTest, HostileNamesAreSkippedAndNothingEscapes) {
+    struct Case {
+        const char* label;
+        std::string raw;  // the stored name field
+        bool folder;
+        const char* reason;
+    };
+    const std::vector<Case> cases = {
+        {"dotdot file", "..", false, "not allowed"},
+        {"dot folder", ".", true, "not allowed"},
+        {"dotdot folder", "..", true, "not allowed"},
+        {"slash", "a/b", false, "contains \"/\""},
+        {"escaping slash", "../escape", false, "contains \"/\""},
+        {"absolute", "/tmp/zqx-absolute", false, "contains \"/\""},
+        {"nul", std::string("safe\0../x", 9), false, "NUL"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        const std::string box = P("box");
+        ASSERT_EQ(system(("rm -rf '" + box + "'").c_str()), 0);
+        mkdir(box.c_str(), 0755);
+        mkdir((box + "/dir").c_str(), 0755);
+        MakeContainer(P("h.zqx"), [&](VHFSVolume& v, const VFileRef& root) {
+            AddFile(v, root, "good", "fine");
+            VFileRef bad = c.folder ? v.CreateDirectory(root, Utf8("placeholder"))
+                                    : v.CreateFile(root, Utf8("placeholder"), kUnknownFileType);
+            if (c.folder) AddFile(v, bad, "escape", "outside!");
+            SetRawName(v, bad.id, c.raw);
+        });
+        Result x = Zqx({"extract", P("h.zqx"), "-C", box + "/dir"});
+        EXPECT_EQ(x.status, 1);
+        EXPECT_NE(x.err.find("skipped"), std::string::npos) << x.err;
+        EXPECT_NE(x.err.find(c.reason), std::string::npos) << x.err;
+        EXPECT_EQ(Entries(box), std::vector<std::string>{"dir"}) << "written outside DIR";
+        EXPECT_EQ(Entries(box + "/dir"), std::vector<std::string>{"good"});
+        EXPECT_FALSE(Exists("/tmp/zqx-absolute"));
+        EXPECT_NE(x.LastLine().find("1 skipped"), std::string::npos) << x.LastLine();
+        // Named on the command line, the member is still refused.
+        Result named = Zqx({"extract", P("h.zqx"), "-C", box + "/dir", "--overwrite", c.raw});
+        EXPECT_NE(named.status, 0);
+        EXPECT_EQ(Entries(box), std::vector<std::string>{"dir"}) << "written outside DIR";
+        EXPECT_EQ(Entries(box + "/dir"), std::vector<std::string>{"good"});
+    }
+}
+
+TEST_F(ZqxTest, SymbolicLinkInTheWayIsNotFollowed) {
+    mkdir(P("outside").c_str(), 0755);
+    mkdir(P("dir").c_str(), 0755);
+    ASSERT_EQ(symlink(P("outside").c_str(), P("dir/evil").c_str()), 0);
+    ASSERT_EQ(symlink(P("outside/target").c_str(), P("dir/file").c_str()), 0);
+    MakeContainer(P("h.zqx"), [&](VHFSVolume& v, const VFileRef& root) {
+        AddFile(v, v.CreateDirectory(root, Utf8("evil")), "x", "outside!");
+        AddFile(v, root, "file", "through a link");
+    });
+    Result x = Zqx({"extract", P("h.zqx"), "-C", P("dir")});
+    EXPECT_EQ(x.status, 1);
+    EXPECT_NE(x.err.find("evil/ (and everything in it): skipped"), std::string::npos) << x.err;
+    EXPECT_NE(x.err.find("file: skipped: exists"), std::string::npos) << x.err;
+    EXPECT_TRUE(Entries(P("outside")).empty()) << "written through a symbolic link";
+    // With --overwrite the link itself is replaced, never its target.
+    Result o = Zqx({"extract", P("h.zqx"), "-C", P("dir"), "--overwrite", "file"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_TRUE(Entries(P("outside")).empty());
+    EXPECT_EQ(ReadFile(P("dir/file")), "through a link");
+}
+
+TEST_F(ZqxTest, DuplicateNamesAndFolderCyclesAreNamed) {
+    MakeContainer(P("d.zqx"), [&](VHFSVolume& v, const VFileRef& root) {
+        AddFile(v, root, "same", "first");
+        AddFile(v, root, "same", "second");
+        VFileRef sub = v.CreateDirectory(root, Utf8("sub"));
+        ASSERT_TRUE(v.LinkFile(sub, sub));  // a folder inside itself
+    });
+    mkdir(P("out").c_str(), 0755);
+    Result x = Zqx({"extract", P("d.zqx"), "-C", P("out")});
+    EXPECT_EQ(x.status, 1);
+    EXPECT_EQ(ReadFile(P("out/same")), "first");
+    EXPECT_NE(x.err.find("same: skipped: a second member"), std::string::npos) << x.err;
+    EXPECT_NE(x.err.find("more than once"), std::string::npos) << x.err;
+    Result l = Zqx({"list", P("d.zqx")});
+    EXPECT_EQ(l.status, 1);
+    Result k = Zqx({"check", P("d.zqx")});
+    EXPECT_EQ(k.status, 1);
+    EXPECT_NE(k.out.find("listed a second time"), std::string::npos) << k.out;
+}
+
+TEST_F(ZqxTest, ExistingFilesStayUnlessOverwrite) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt")}).status, 0);
+    mkdir(P("out").c_str(), 0755);
+    WriteFile(P("out/a.txt"), "mine");
+    Result x = Zqx({"extract", P("t.zqx"), "-C", P("out")});
+    EXPECT_EQ(x.status, 1);
+    EXPECT_EQ(ReadFile(P("out/a.txt")), "mine");
+    EXPECT_NE(x.err.find("a.txt: skipped: exists (use --overwrite"), std::string::npos);
+    Result o = Zqx({"extract", "-v", P("t.zqx"), "-C", P("out"), "--overwrite"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(ReadFile(P("out/a.txt")), "hello\n");
+    EXPECT_EQ(Entries(P("out")), std::vector<std::string>{"a.txt"});
+}
+
+TEST_F(ZqxTest, ToStdoutWritesOneMember) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src")}).status, 0);
+    Result o = Zqx({"extract", P("t.zqx"), "-O", "src/sub/b.bin"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.out, ReadFile(P("src/sub/b.bin")));
+    EXPECT_EQ(Zqx({"extract", P("t.zqx"), "-O", "src/sub"}).status, 2);
+    EXPECT_EQ(Zqx({"extract", P("t.zqx"), "-O"}).status, 2);
+    Result missing = Zqx({"extract", P("t.zqx"), "-O", "src/nothing"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("src/nothing: no such member"), std::string::npos);
+}
+
+TEST_F(ZqxTest, PluginBuildsTheLoaderLayout) {
+    WriteFile(P("b.so"), std::string("\x7F"
+                                     "ELF second-named-first",
+                                     26));
+    WriteFile(P("a.so"), std::string("\x7F"
+                                     "ELF",
+                                     4));
+    WriteFile(P("w1.dll"), "MZ");
+    mkdir(P("help").c_str(), 0755);
+    WriteFile(P("help/index.html"), "<html/>");
+    mkdir(P("icons").c_str(), 0755);
+    WriteFile(P("icons/128.bmp"), "BM");
+    Result p =
+        Zqx({"plugin", P("p.zqx"), "--name", "Tools", "--linux", P("b.so"), P("a.so"), "--windows",
+             P("w1.dll"), "--help-dir", P("help"), "--icons", P("icons"), "--mtime", "0"});
+    ASSERT_EQ(p.status, 0) << p.err;
+    Result l = Zqx({"list", P("p.zqx")});
+    ASSERT_EQ(l.status, 0) << l.err;
+    EXPECT_EQ(l.out,
+              "Tools/\n"
+              "Tools/Build Resources/\n"
+              "Tools/Build Resources/Windows/\n"
+              "Tools/Build Resources/Windows/w1.dll\n"
+              "Tools/Build Resources/Linux X86/\n"
+              "Tools/Build Resources/Linux X86/b.so\n"  // the order given: b is plug-in 0
+              "Tools/Build Resources/Linux X86/a.so\n"
+              "Tools/IDE Resources/\n"
+              "Tools/IDE Resources/Help/\n"
+              "Tools/IDE Resources/Help/index.html\n"
+              "Tools/IDE Resources/Controls Palette/\n"
+              "Tools/IDE Resources/Controls Palette/128.bmp\n"
+              "5 files, 7 folders\n");
+    Result o = Zqx({"extract", P("p.zqx"), "-O", "Tools/Build Resources/Linux X86/b.so"});
+    EXPECT_EQ(o.out, ReadFile(P("b.so")));
+    EXPECT_EQ(Zqx({"check", P("p.zqx")}).status, 0);
+
+    WriteFile(P("notelf.so"), "text");
+    Result bad = Zqx({"plugin", P("q.zqx"), "--name", "T", "--linux", P("notelf.so")});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.err.find("notelf.so: not an ELF shared library"), std::string::npos);
+    EXPECT_FALSE(Exists(P("q.zqx")));
+    EXPECT_EQ(Zqx({"plugin", P("q.zqx"), "--name", "a/b", "--linux", P("a.so")}).status, 2);
+    EXPECT_EQ(Zqx({"plugin", P("q.zqx"), "--name", "T"}).status, 2) << "--linux is required";
+}
+
+// Damage cases: `patch` changes a good container; check names the problem, exits 1, and
+// list and extract fail cleanly (exit 1, no crash, no hang).
+TEST_F(ZqxTest, CheckIsCleanOnGoodContainersAndNamesDamage) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("good.zqx"), P("src"), "--mtime", "0"}).status, 0);
+    const std::string good = ReadFile(P("good.zqx"));
+    Result k = Zqx({"check", P("good.zqx")});
+    EXPECT_EQ(k.status, 0) << k.out;
+    EXPECT_NE(k.LastLine().find("clean"), std::string::npos);
+    Result kj = Zqx({"check", "--json", P("good.zqx")});
+    EXPECT_EQ(nlohmann::json::parse(kj.out)["clean"], true);
+
+    auto setDouble = [](std::string& s, size_t at, double v) {
+        uint64_t bits;
+        memcpy(&bits, &v, 8);
+        for (int i = 0; i < 8; ++i) s[at + i] = static_cast<char>(bits >> (56 - 8 * i));
+    };
+    auto setLong = [](std::string& s, size_t at, uint32_t v) {
+        for (int i = 0; i < 4; ++i) s[at + i] = static_cast<char>(v >> (24 - 8 * i));
+    };
+    struct Case {
+        const char* label;
+        std::function<void(std::string&)> patch;
+        const char* message;
+        bool readable;  // list may still succeed
+    };
+    const std::vector<Case> cases = {
+        {"truncated", [](std::string& s) { s.resize(s.size() - 700); }, "runs past the end", true},
+        {"truncated to the header", [](std::string& s) { s.resize(20); }, "stray bytes", false},
+        {"flipped volume magic", [](std::string& s) { s[0] ^= 0x20; }, "bad volume magic", false},
+        {"version 4", [&](std::string& s) { setLong(s, 4, 4); }, "version 4", false},
+        {"flipped block magic", [](std::string& s) { s[48] ^= 0x01; }, "bad block magic", true},
+        {"flipped trailer", [](std::string& s) { s[48 + 1023] ^= 0x01; }, "trailer", true},
+        {"size below the header's", [&](std::string& s) { setDouble(s, 48 + 12, 16.0); },
+         "below the 32 bytes", true},
+        {"chain loops", [&](std::string& s) { setDouble(s, 48 + 20, 48.0); }, "loops", true},
+        {"chain past the end", [&](std::string& s) { setDouble(s, 48 + 20, 1e9); }, "past the end",
+         true},
+        {"absurd child count", [&](std::string& s) { setLong(s, 48 + 28 + 256, 0x7FFFFFFF); },
+         "child count", true},
+        {"map names another file", [&](std::string& s) { setLong(s, s.find("BMap") + 8 + 4, 99); },
+         "map says file 99", true},
+        {"map count absurd", [&](std::string& s) { setLong(s, s.find("BMap") + 4, 0x7FFFFFFF); },
+         "saved map lists", true},
+        {"counter behind", [&](std::string& s) { setLong(s, 36, 2); }, "next file id 2", true},
+        {"wrong parent", [&](std::string& s) { setLong(s, 1072 + 28 + 12, 7); }, "parent is 7",
+         true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.label);
+        std::string bad = good;
+        c.patch(bad);
+        WriteFile(P("bad.zqx"), bad);
+        Result r = Zqx({"check", P("bad.zqx")});
+        EXPECT_EQ(r.status, 1) << r.out;
+        EXPECT_NE(r.out.find(c.message), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find(P("bad.zqx")), std::string::npos) << "the file is named";
+        Result l = Zqx({"list", P("bad.zqx")});
+        EXPECT_TRUE(l.status == 0 || l.status == 1) << l.status;
+        if (!c.readable) {
+            EXPECT_EQ(l.status, 1);
+            EXPECT_NE(l.err.find(P("bad.zqx")), std::string::npos) << l.err;
+        }
+        mkdir(P("x").c_str(), 0755);
+        Result x = Zqx({"extract", P("bad.zqx"), "-C", P("x")});
+        EXPECT_TRUE(x.status == 0 || x.status == 1) << x.status;
+        ASSERT_EQ(system(("rm -rf '" + P("x") + "'").c_str()), 0);
+    }
+}
+
+TEST_F(ZqxTest, AddMkdirRmChangeTheContainer) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt"), "--mtime", "0"}).status, 0);
+    EXPECT_EQ(Zqx({"mkdir", P("t.zqx"), "docs/more"}).status, 1) << "no parent without -p";
+    EXPECT_EQ(Zqx({"mkdir", "-p", P("t.zqx"), "docs/more"}).status, 0);
+    EXPECT_EQ(Zqx({"mkdir", P("t.zqx"), "docs"}).status, 1) << "exists";
+    EXPECT_EQ(Zqx({"add", P("t.zqx"), P("src/sub"), "docs"}).status, 0);
+    EXPECT_EQ(Zqx({"add", P("t.zqx"), P("src/sub/deep/c"), "docs/renamed"}).status, 0);
+    EXPECT_EQ(Zqx({"add", P("t.zqx"), P("src/a.txt")}).status, 1) << "a.txt exists";
+    Result l = Zqx({"list", P("t.zqx")});
+    EXPECT_EQ(l.out,
+              "a.txt\ndocs/\ndocs/more/\ndocs/sub/\ndocs/sub/b.bin\ndocs/sub/deep/\n"
+              "docs/sub/deep/c\ndocs/renamed\n4 files, 4 folders\n");
+    Result r = Zqx({"rm", "-v", P("t.zqx"), "docs/sub"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.LastLine(), "removed docs/sub from " + P("t.zqx") + ": 4 members");
+    EXPECT_EQ(Zqx({"list", P("t.zqx")}).out,
+              "a.txt\ndocs/\ndocs/more/\ndocs/renamed\n2 files, 2 folders\n");
+    EXPECT_EQ(Zqx({"check", P("t.zqx")}).status, 0);
+    EXPECT_EQ(Zqx({"rm", P("t.zqx"), "/"}).status, 2);
+    EXPECT_EQ(Zqx({"rm", P("t.zqx"), "nothing"}).status, 1);
+}
+
+TEST_F(ZqxTest, BadUsageExitsTwo) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt")}).status, 0);
+    const std::vector<std::vector<std::string>> cases = {
+        {},
+        {"frobnicate"},
+        {"create", P("x.zqx")},
+        {"create", P("x.zqx"), P("src"), "--type", "TOOLONG"},
+        {"create", P("x.zqx"), P("src"), "--type", "fold"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "yesterday"},
+        {"create", P("x.zqx"), P("src"), P("src/sub/../")},  // two members named "src"
+        {"list"},
+        {"list", P("t.zqx"), "--bogus"},
+        {"extract", P("t.zqx"), "-C", P("no-such-dir")},
+        {"mkdir", P("t.zqx"), "a/../.."},
+    };
+    for (const auto& args : cases) {
+        std::string joined;
+        for (const auto& a : args) joined += a + " ";
+        SCOPED_TRACE(joined);
+        Result r = Zqx(args);
+        EXPECT_EQ(r.status, 2) << r.err;
+        EXPECT_FALSE(r.err.empty());
+    }
+    Result env = Zqx({"create", P("x.zqx"), P("src")}, {"SOURCE_DATE_EPOCH=soon"});
+    EXPECT_EQ(env.status, 2);
+    EXPECT_NE(env.err.find("SOURCE_DATE_EPOCH"), std::string::npos);
+    EXPECT_FALSE(Exists(P("x.zqx")));
+}
+
+TEST_F(ZqxTest, HelpForTheToolAndEachCommand) {
+    for (const char* cmd :
+         {"", "create", "list", "extract", "plugin", "check", "add", "rm", "mkdir"}) {
+        SCOPED_TRACE(cmd);
+        std::vector<std::string> args;
+        if (*cmd) args.push_back(cmd);
+        args.push_back("--help");
+        Result r = Zqx(args);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_NE(r.out.find("Usage"), std::string::npos) << r.out;
+    }
+}
+
+TEST_F(ZqxTest, UnreadableContainersAreNamed) {
+    WriteFile(P("junk.zqx"), "this is not a container at all");
+    Result l = Zqx({"list", P("junk.zqx")});
+    EXPECT_EQ(l.status, 1);
+    EXPECT_NE(l.err.find(P("junk.zqx") + ": not a container"), std::string::npos) << l.err;
+    Result m = Zqx({"list", P("missing.zqx")});
+    EXPECT_EQ(m.status, 1);
+    EXPECT_NE(m.err.find(P("missing.zqx") + ": No such file"), std::string::npos) << m.err;
+}
+
+}  // namespace

@@ -1,0 +1,60 @@
+// Check.cpp - the check command: the structural report on one container.
+//
+// Prints every problem with its offset, then a summary; --json gives the same as one
+// object. Exit status 0 only for a container without problems.
+// Not here: the checks themselves (ContainerCheck.cpp).
+#include <nlohmann/json.hpp>
+
+#include "Archive.h"
+#include "Commands.h"
+#include "ContainerCheck.h"
+
+namespace zqx {
+
+int RunCheck(const CheckOptions& o) {
+    std::vector<unsigned char> bytes;
+    std::string error;
+    if (!ReadWholeFile(o.container, &bytes, &error)) {
+        ErrorText(error);
+        return kExitFailed;
+    }
+    const std::string shown = o.container == "-" ? "standard input" : o.container;
+    const CheckReport report = CheckContainer(bytes.data(), bytes.size());
+    const bool clean = report.problems.empty();
+    if (o.json) {
+        nlohmann::json problems = nlohmann::json::array();
+        for (const CheckProblem& p : report.problems) {
+            nlohmann::json j = {{"message", p.message}};
+            j["offset"] = p.offset >= 0 ? nlohmann::json(p.offset) : nlohmann::json(nullptr);
+            problems.push_back(j);
+        }
+        const nlohmann::json doc = {{"container", o.container},  {"clean", clean},
+                                    {"version", report.version}, {"size", bytes.size()},
+                                    {"blocks", report.blocks},   {"freeBlocks", report.freeBlocks},
+                                    {"files", report.files},     {"items", report.items},
+                                    {"notes", report.notes},     {"problems", problems}};
+        printf("%s\n", doc.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    } else {
+        for (const CheckProblem& p : report.problems) {
+            if (p.offset >= 0)
+                fprintf(stdout, "%s: offset %lld: %s\n", shown.c_str(),
+                        static_cast<long long>(p.offset), p.message.c_str());
+            else
+                fprintf(stdout, "%s: %s\n", shown.c_str(), p.message.c_str());
+        }
+        if (o.msg.verbose)
+            for (const std::string& note : report.notes)
+                fprintf(stdout, "%s: note: %s\n", shown.c_str(), note.c_str());
+    }
+    FILE* out = o.json ? stderr : stdout;
+    if (clean)
+        fprintf(out, "%s: clean: version %d, %u blocks (%u free), %u files, %u items\n",
+                shown.c_str(), report.version, report.blocks, report.freeBlocks, report.files,
+                report.items);
+    else
+        fprintf(out, "%s: damaged: %zu problem%s\n", shown.c_str(), report.problems.size(),
+                report.problems.size() == 1 ? "" : "s");
+    return clean ? kExitOK : kExitFailed;
+}
+
+}  // namespace zqx
