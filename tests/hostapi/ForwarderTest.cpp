@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -37,6 +38,12 @@ struct Seen {
 };
 Seen seen;
 
+const char* const kServicesUsedAtLoad[] = {
+    "PluginRegisterClass",     "PluginRegisterClassExtension", "PluginRegisterControl",
+    "PluginRegisterInterface", "PluginRegisterModule",         "PluginRegisterMethod",
+    "PluginRegisterStructure", "PluginRegisterEnum",           "ZYNEGetZQVersion",
+};
+
 class ForwarderTest : public ::testing::Test {
 protected:
     void Start(std::optional<double> version = 2023.0) {
@@ -45,7 +52,18 @@ protected:
         HostOptions options;
         options.version = version;
         host_ = std::make_unique<ReferenceHost>(options);
+        // The bridge registers its own classes while it loads, which binds the
+        // registration and version forwarders. These tests watch binding happen, so
+        // the host offers those services only once the bridge is loaded: every slot
+        // starts empty.
+        std::vector<std::pair<std::string, void*>> heldBack;
+        for (const char* name : kServicesUsedAtLoad) {
+            if (!host_->Offers(name)) continue;
+            heldBack.emplace_back(name, host_->Lookup(name));
+            host_->Withdraw(name);
+        }
         ASSERT_TRUE(host_->Load()) << host_->Error();
+        for (auto& [name, function] : heldBack) host_->Provide(name, function);
         probeLibrary_ = dlopen(ZYNE_FORWARDER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(probeLibrary_, nullptr) << dlerror();
         auto probe = reinterpret_cast<const ForwarderProbe* (*)()>(

@@ -1,0 +1,262 @@
+// PluginBridge.cpp - the PluginBridge object, its destructor's sweep of the temporary data
+// folder, and the host class "PluginBridge" described by static tables.
+#include "bridge/PluginBridge.h"
+
+#include <sys/file.h>
+
+#include <new>
+
+#include "bridge/BridgeGlobals.h"
+#include "bridge/PluginDefinition.h"
+#include "files/FolderItemImp.h"
+#include "streams/DataFile.h"
+#include "streams/RandomAccessMechanism.h"
+
+namespace {
+
+constexpr unsigned long kUTF8Tag = 0x08000100;
+// GetChildByIndex's alias flag as the sweep asks for it.
+constexpr long kResolveAliases = 64;
+// A bound on how deep the sweep descends; the folder is the bridge's own and shallow.
+constexpr int kMaxSweepDepth = 64;
+
+// Whether no other holder keeps the file locked. A file that cannot be opened for
+// reading and writing (a write lock held elsewhere refuses the open) counts as in use.
+bool FileIsFree(FolderItemImp* file) {
+    RandomAccessMechanism* stream = file->OpenFile(1, 1);
+    if (stream == nullptr) return false;
+    bool free = false;
+    const auto fd = static_cast<long>(stream->GetFileHandle(kFileHandleDescriptor));
+    if (fd >= 0 && flock(static_cast<int>(fd), LOCK_EX | LOCK_NB) == 0) {
+        flock(static_cast<int>(fd), LOCK_UN);
+        free = true;
+    }
+    delete stream;
+    return free;
+}
+
+void Sweep(FolderItemImp* item, int depth) {
+    if (item->IsDirectory()) {
+        if (depth < kMaxSweepDepth) {
+            const long count = item->GetChildCount();
+            for (long i = 0; i < count; ++i) {
+                // Deliberate: always index 0, never i. A swept child is gone, so index 0
+                // moves on; a surviving (locked) child is met again and hides the rest.
+                FolderItemImp* child = item->GetChildByIndex(0, kResolveAliases);
+                if (child == nullptr) continue;
+                Sweep(child, depth + 1);
+                delete child;
+            }
+        }
+        item->DeleteFile();  // removes the folder only when it is empty
+        return;
+    }
+    if (FileIsFree(item)) item->DeleteFile();
+}
+
+}  // namespace
+
+void SweepFolderItem(FolderItemImp* item) {
+    if (item != nullptr) Sweep(item, 0);
+}
+
+// ----- The bridge object ------------------------------------------------------------------
+
+PluginBridge::PluginBridge(ZYNEobject ownerObject) : owner(ownerObject) {}
+
+PluginBridge::~PluginBridge() {
+    for (long i = 0; i < definitions.Count(); ++i) PluginDefinition::Release(definitions[i]);
+    for (long i = 0; i < dependencies.Count(); ++i) ZYNEUnlockString(dependencies[i]);
+    FolderItemImp*& folder = TemporaryDataFolder();
+    if (TemporaryDataFolderCleanUp() && folder != nullptr) {
+        SweepFolderItem(folder);
+        // A folder that is gone is made anew by the next load; one that stays (a file in
+        // it is in use) is kept for the next sweep.
+        if (!folder->Exists()) {
+            delete folder;
+            folder = nullptr;
+        }
+    }
+    // classMap, both vectors and pluginName go with the members.
+}
+
+ZYNEstring PluginBridge::PluginName() const {
+    if (pluginName.IsEmpty()) return nullptr;
+    ZYNEstring name = ZYNEBuildString(pluginName.CString(), static_cast<int>(pluginName.Length()));
+    ZYNESetStringEncoding(name, kUTF8Tag);
+    return name;
+}
+
+ZYNEobject PluginBridge::GetPluginDefinition(long index) {
+    if (index < 0 || index >= definitions.Count()) return nullptr;
+    return NewPluginDefinitionObject(definitions[index]);
+}
+
+bool PluginBridge::LoadPlugin(ZYNEobject location) {
+    // Hook for the loader: it will make a FolderItemImpUnix of the location's path, try
+    // it as a bare library and then as a container, and clear the current definition and
+    // bridge before returning. Until then nothing is loaded.
+    (void)location;
+    SetCurrentPluginDefinition(nullptr);
+    SetCurrentPluginBridge(nullptr);
+    return false;
+}
+
+ZYNEstring PluginBridge::GetDependency(long index) {
+    // Deliberate: the index is not bounded; reading past the end grows the list to
+    // index + 1 (the added slots read nil), and DependencyCount shows it.
+    ZYNEstring* slot = dependencies.GrowingAt(index);
+    if (slot == nullptr) return nullptr;
+    ZYNELockString(*slot);
+    return *slot;
+}
+
+// ----- The host class "PluginBridge" --------------------------------------------------------
+
+namespace {
+
+PluginBridge** SlotOf(ZYNEobject self) {
+    if (self == nullptr) return nullptr;
+    return static_cast<PluginBridge**>(ZYNEGetClassData(self, &PluginBridgeClassDefinition));
+}
+
+PluginBridge* BridgeOf(ZYNEobject self) {
+    PluginBridge** slot = SlotOf(self);
+    return slot != nullptr ? *slot : nullptr;
+}
+
+void Construct(ZYNEobject self) {
+    PluginBridge** slot = SlotOf(self);
+    if (slot != nullptr) *slot = new (std::nothrow) PluginBridge(self);
+}
+
+void Destruct(ZYNEobject self) {
+    PluginBridge** slot = SlotOf(self);
+    if (slot == nullptr) return;
+    delete *slot;
+    *slot = nullptr;
+}
+
+long CountGetter(ZYNEobject self, long) {
+    const PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr ? bridge->Count() : 0;
+}
+
+bool HasHelpGetter(ZYNEobject self, long) {
+    const PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr && bridge->HasHelp();
+}
+
+ZYNEstring PluginNameGetter(ZYNEobject self, long) {
+    const PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr ? bridge->PluginName() : nullptr;
+}
+
+long DependencyCountGetter(ZYNEobject self, long) {
+    const PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr ? bridge->DependencyCount() : 0;
+}
+
+ZYNEobject GetPluginDefinitionMethod(ZYNEobject self, long index) {
+    PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr ? bridge->GetPluginDefinition(index) : nullptr;
+}
+
+bool LoadPluginMethod(ZYNEobject self, ZYNEobject location) {
+    PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr && bridge->LoadPlugin(location);
+}
+
+ZYNEstring GetDependencyMethod(ZYNEobject self, long index) {
+    PluginBridge* bridge = BridgeOf(self);
+    return bridge != nullptr ? bridge->GetDependency(index) : nullptr;
+}
+
+template <class F>
+void* Routine(F function) {
+    return reinterpret_cast<void*>(function);
+}
+
+ZYNEproperty PluginBridgeProperties[] = {
+    {.group = "",
+     .name = "Count",
+     .type = "Integer",
+     .flags = 0,
+     .getter = Routine(&CountGetter),
+     .setter = nullptr,
+     .param = 0,
+     .editor = nullptr,
+     .enumCount = 0,
+     .enumEntries = nullptr},
+    {.group = "",
+     .name = "HasHelp",
+     .type = "Boolean",
+     .flags = 0,
+     .getter = Routine(&HasHelpGetter),
+     .setter = nullptr,
+     .param = 0,
+     .editor = nullptr,
+     .enumCount = 0,
+     .enumEntries = nullptr},
+    {.group = "",
+     .name = "PluginName",
+     .type = "String",
+     .flags = 0,
+     .getter = Routine(&PluginNameGetter),
+     .setter = nullptr,
+     .param = 0,
+     .editor = nullptr,
+     .enumCount = 0,
+     .enumEntries = nullptr},
+    {.group = "",
+     .name = "DependencyCount",
+     .type = "Integer",
+     .flags = 0,
+     .getter = Routine(&DependencyCountGetter),
+     .setter = nullptr,
+     .param = 0,
+     .editor = nullptr,
+     .enumCount = 0,
+     .enumEntries = nullptr},
+};
+
+ZYNEmethodDefinition PluginBridgeMethods[] = {
+    {Routine(&GetPluginDefinitionMethod), nullptr,
+     "GetPluginDefinition( index as integer ) as PluginDefinition", 0},
+    {Routine(&LoadPluginMethod), nullptr, "LoadPlugin( location as FolderItem ) as Boolean", 0},
+    {Routine(&GetDependencyMethod), nullptr, "GetDependency( index as Integer ) as String", 0},
+};
+
+constexpr long CountOf(const auto& table) {
+    return static_cast<long>(sizeof table / sizeof table[0]);
+}
+
+}  // namespace
+
+ZYNE_API ZYNEclassDefinition PluginBridgeClassDefinition = {
+    .version = ZYNE_RECORD_VERSION,
+    .name = "PluginBridge",
+    .superName = nullptr,
+    .dataSize = sizeof(PluginBridge*),
+    .dataOffset = 0,
+    .constructor = &Construct,
+    .destructor = &Destruct,
+    .properties = PluginBridgeProperties,
+    .propertyCount = CountOf(PluginBridgeProperties),
+    .methods = PluginBridgeMethods,
+    .methodCount = CountOf(PluginBridgeMethods),
+    .events = nullptr,
+    .eventCount = 0,
+    .eventInstances = nullptr,
+    .eventInstanceCount = 0,
+    .interfaces = nullptr,
+    .reserved16 = nullptr,
+    .reserved17 = nullptr,
+    .constants = nullptr,
+    .constantCount = 0,
+    .flags = 0,
+    .sharedProperties = nullptr,
+    .sharedPropertyCount = 0,
+    .sharedMethods = nullptr,
+    .sharedMethodCount = 0,
+};
