@@ -3,10 +3,11 @@
 // Benchmarks come in pairs measured in the same run: a subject and the reference it
 // is judged against. The report is the library's usual table; at the end a summary
 // block gives one line per declared pair, the CPU-time ratio subject/reference (lower
-// is better) with its goal when it has one, and one line per declared count (a user
-// counter of one run, such as allocations per operation). With repetitions the
-// fastest run of each benchmark counts, since noise only ever adds time. Pairs or
-// counts whose runs were filtered out are left out of the summary.
+// is better; real time for benchmarks registered with UseRealTime) with its goal when
+// it has one, and one line per declared count (a user counter of one run, such as
+// allocations per operation). With repetitions the fastest run of each benchmark
+// counts, since noise only ever adds time. Pairs or counts whose runs were filtered
+// out are left out of the summary.
 #ifndef ZYNE_BENCH_RATIO_REPORTER_H
 #define ZYNE_BENCH_RATIO_REPORTER_H
 
@@ -36,7 +37,7 @@ public:
 
 private:
     struct Measurement {
-        double seconds;                          // CPU time per iteration, fastest run
+        double seconds;  // CPU time (real time for UseRealTime runs) per iteration, fastest run
         std::map<std::string, double> counters;  // that run's user counters, finalised
     };
     struct RatioLine {

@@ -19,4 +19,8 @@ bool RegisterTextBenchmarks(RatioReporter& reporter);
 /// and FileHandle growth. Always true.
 bool RegisterStreamBenchmarks(RatioReporter& reporter);
 
+/// VolumeBench.cpp: zqx create and extract against tar (child processes, real time), and
+/// opening and listing a volume of 10,000 files against readdir. Always true.
+bool RegisterVolumeBenchmarks(RatioReporter& reporter);
+
 #endif  // ZYNE_BENCH_SUITES_H

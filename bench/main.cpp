@@ -14,7 +14,8 @@ int main(int argc, char** argv) {
 
     RatioReporter reporter;
     if (!RegisterForwarderBenchmarks(reporter) || !RegisterTextBenchmarks(reporter) ||
-        !RegisterStreamBenchmarks(reporter)) return 1;
+        !RegisterStreamBenchmarks(reporter) || !RegisterVolumeBenchmarks(reporter))
+        return 1;
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
