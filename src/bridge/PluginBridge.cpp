@@ -6,11 +6,16 @@
 
 #include <new>
 
+#include "bridge/ClassTables.h"
 #include "bridge/BridgeGlobals.h"
 #include "bridge/PluginDefinition.h"
 #include "files/FolderItemImp.h"
 #include "streams/DataFile.h"
 #include "streams/RandomAccessMechanism.h"
+
+using zyne::bridge::CountOf;
+using zyne::bridge::ReadOnlyProperty;
+using zyne::bridge::Routine;
 
 namespace {
 
@@ -172,52 +177,12 @@ ZYNEstring GetDependencyMethod(ZYNEobject self, long index) {
     return bridge != nullptr ? bridge->GetDependency(index) : nullptr;
 }
 
-template <class F>
-void* Routine(F function) {
-    return reinterpret_cast<void*>(function);
-}
 
 ZYNEproperty PluginBridgeProperties[] = {
-    {.group = "",
-     .name = "Count",
-     .type = "Integer",
-     .flags = 0,
-     .getter = Routine(&CountGetter),
-     .setter = nullptr,
-     .param = 0,
-     .editor = nullptr,
-     .enumCount = 0,
-     .enumEntries = nullptr},
-    {.group = "",
-     .name = "HasHelp",
-     .type = "Boolean",
-     .flags = 0,
-     .getter = Routine(&HasHelpGetter),
-     .setter = nullptr,
-     .param = 0,
-     .editor = nullptr,
-     .enumCount = 0,
-     .enumEntries = nullptr},
-    {.group = "",
-     .name = "PluginName",
-     .type = "String",
-     .flags = 0,
-     .getter = Routine(&PluginNameGetter),
-     .setter = nullptr,
-     .param = 0,
-     .editor = nullptr,
-     .enumCount = 0,
-     .enumEntries = nullptr},
-    {.group = "",
-     .name = "DependencyCount",
-     .type = "Integer",
-     .flags = 0,
-     .getter = Routine(&DependencyCountGetter),
-     .setter = nullptr,
-     .param = 0,
-     .editor = nullptr,
-     .enumCount = 0,
-     .enumEntries = nullptr},
+    ReadOnlyProperty("Count", "Integer", Routine(&CountGetter)),
+    ReadOnlyProperty("HasHelp", "Boolean", Routine(&HasHelpGetter)),
+    ReadOnlyProperty("PluginName", "String", Routine(&PluginNameGetter)),
+    ReadOnlyProperty("DependencyCount", "Integer", Routine(&DependencyCountGetter)),
 };
 
 ZYNEmethodDefinition PluginBridgeMethods[] = {
@@ -226,10 +191,6 @@ ZYNEmethodDefinition PluginBridgeMethods[] = {
     {Routine(&LoadPluginMethod), nullptr, "LoadPlugin( location as FolderItem ) as Boolean", 0},
     {Routine(&GetDependencyMethod), nullptr, "GetDependency( index as Integer ) as String", 0},
 };
-
-constexpr long CountOf(const auto& table) {
-    return static_cast<long>(sizeof table / sizeof table[0]);
-}
 
 }  // namespace
 

@@ -13,10 +13,15 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bridge/ClassTables.h"
 #include "core/string.h"
 #include "files/FolderItemImp.h"
 #include "streams/DataFile.h"
 #include "streams/RandomAccessMechanism.h"
+
+using zyne::bridge::CountOf;
+using zyne::bridge::ReadOnlyProperty;
+using zyne::bridge::Routine;
 
 namespace {
 
@@ -331,10 +336,6 @@ void* GetDatabaseConnectionMethod(ZYNEobject self, long index) {
     return record->GetDatabaseConnection(static_cast<unsigned long>(index));
 }
 
-template <class F>
-void* Routine(F function) {
-    return reinterpret_cast<void*>(function);
-}
 
 #define COUNT_PROPERTY(Name, Param)                                                                \
     {                                                                                              \
@@ -409,10 +410,6 @@ ZYNEconstant PluginDefinitionConstants[] = {
     {"kLinuxX86 = 4", nullptr, 0},       {"kMacCocoa = 5", nullptr, 0},
     {"kMachOUniversal = 6", nullptr, 0},
 };
-
-constexpr long CountOf(const auto& table) {
-    return static_cast<long>(sizeof table / sizeof table[0]);
-}
 
 }  // namespace
 

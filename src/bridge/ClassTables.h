@@ -1,0 +1,39 @@
+// ClassTables.h - helpers for the static tables that describe host-visible classes.
+//
+// Every bridge class is described to the host by plain records; these keep each
+// row of a table to one readable line. Nothing here allocates or registers.
+#ifndef ZYNE_BRIDGE_CLASS_TABLES_H
+#define ZYNE_BRIDGE_CLASS_TABLES_H
+
+#include "hostapi/ZYNERecords.h"
+
+namespace zyne::bridge {
+
+// A routine as the untyped word the records hold.
+template <class F>
+void* Routine(F function) {
+    return reinterpret_cast<void*>(function);
+}
+
+// A read-only property answered by `getter(object, param)`: no group, flags, setter,
+// editor or enumeration values.
+inline ZYNEproperty ReadOnlyProperty(const char* name, const char* type, void* getter,
+                                     long param = 0) {
+    return {.group = "",
+            .name = name,
+            .type = type,
+            .flags = 0,
+            .getter = getter,
+            .setter = nullptr,
+            .param = param,
+            .editor = nullptr,
+            .enumCount = 0,
+            .enumEntries = nullptr};
+}
+
+// The number of rows of a static table, as the records count them.
+constexpr long CountOf(const auto& table) { return static_cast<long>(sizeof table / sizeof table[0]); }
+
+}  // namespace zyne::bridge
+
+#endif  // ZYNE_BRIDGE_CLASS_TABLES_H
