@@ -16,8 +16,8 @@
 
 #include "core/VectorStuff.h"
 #include "core/string.h"
-#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
+#include "support/TextHelpers.h"
 
 using namespace std::string_view_literals;
 
@@ -35,20 +35,6 @@ extern "C" void* malloc(size_t size) noexcept {
 }
 
 namespace {
-
-// Counts the malloc calls made between construction and Stop().
-class MallocCounter {
-public:
-    MallocCounter() {
-        gMallocs = 0;
-        gCountingMallocs = true;
-    }
-    ~MallocCounter() { gCountingMallocs = false; }
-    long Stop() {
-        gCountingMallocs = false;
-        return gMallocs;
-    }
-};
 
 uint32_t Count(const string& s) {
     return s.GetStorage() ? s.GetStorage()->referenceCount : 0;
@@ -240,10 +226,11 @@ TEST(StringShare, CopiesAndCoveringSubstringsShareWithoutAllocating) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const uint32_t before = Count(s);
-        MallocCounter counter;
+        gMallocs = 0;
+        gCountingMallocs = true;
         const string result = c.make(s);
-        const long mallocs = counter.Stop();
-        EXPECT_EQ(mallocs, c.mallocs);
+        gCountingMallocs = false;
+        EXPECT_EQ(gMallocs, c.mallocs);
         if (c.mallocs == 0) {
             EXPECT_EQ(result.GetStorage(), s.GetStorage());
             EXPECT_EQ(Count(s), before + 1);

@@ -204,8 +204,7 @@ TEST(UTF8, CharacterCaseMapping) {
         {0xFF41, 0xFF21, 0xFF41},     // full-width a
         {0xFF3A, 0xFF3A, 0xFF5A},     // full-width Z
         {0x1F600, 0x1F600, 0x1F600},  // beyond the table
-        {'k', 'K', 'k'},              // K, not the Kelvin sign
-        {0x212A, 0x212A, 'k'},        // the Kelvin sign folds down
+        {0x212A, 0x212A, 'k'},        // the Kelvin sign folds down (k up: CaseTableTest)
         {0x3BC, 0x39C, 0x3BC},        // mu
         // Lower-case letters whose capital maps down to another letter have no row.
         {0xB5, 0xB5, 0xB5},           // micro sign
@@ -217,7 +216,6 @@ TEST(UTF8, CharacterCaseMapping) {
         {0xDF, 0x1E9E, 0xDF},         // sharp s and capital sharp s
         {0x1E9E, 0x1E9E, 0xDF},
         {0x1C5, 0x1C5, 0x1C6},        // title-case dz with caron
-        {0x1C6, 0x1C4, 0x1C6},
         {0x3B1, 0x391, 0x3B1},        // Greek alpha
         {0x3AC, 0x386, 0x3AC},        // alpha with tonos
         {0x436, 0x416, 0x436},        // Cyrillic zhe

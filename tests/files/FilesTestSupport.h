@@ -13,13 +13,17 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "core/string.h"
 #include "encodings/Encodings.h"
 #include "files/FolderItemImp.h"
+#include "files/FolderItemImpUnix.h"
 
 namespace filestest {
 
@@ -67,22 +71,16 @@ private:
 /// Writes `bytes` to `path` (created or truncated); false on failure.
 inline bool WriteFile(const std::string& path, std::string_view bytes, mode_t mode = 0644) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, mode);
-    if (fd < 0) return false;
-    const bool ok = write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    close(fd);
+    const bool ok =
+        fd >= 0 && write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    if (fd >= 0) close(fd);
     return ok;
 }
 
 /// The bytes of `path`, or "<missing>" when it cannot be read.
 inline std::string ReadFile(const std::string& path) {
-    FILE* file = fopen(path.c_str(), "rb");
-    if (!file) return "<missing>";
-    std::string bytes;
-    char chunk[4096];
-    size_t got;
-    while ((got = fread(chunk, 1, sizeof chunk, file)) > 0) bytes.append(chunk, got);
-    fclose(file);
-    return bytes;
+    std::ifstream in(path, std::ios::binary);
+    return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "<missing>";
 }
 
 inline bool PathExists(const std::string& path) {
@@ -104,6 +102,17 @@ inline std::string Std(const string& s) {
 
 /// Deletes a folder item when it goes out of scope.
 using ItemPtr = std::unique_ptr<FolderItemImp>;
+using UnixPtr = std::unique_ptr<FolderItemImpUnix>;
+
+/// A POSIX item for `path`, as a shell path names it.
+inline UnixPtr Item(const std::string& path) {
+    return UnixPtr(FolderItemImpUnix::ConstructFromShellPath(Utf8(path)));
+}
+
+/// An item's absolute path, or "<null>" for no item.
+inline std::string PathOf(FolderItemImp* item) {
+    return item ? Std(item->GetAbsolutePath()) : "<null>";
+}
 
 /// True when the process can ignore permission bits (root): EACCES tests cannot work then.
 inline bool PermissionsAreIgnored() {
@@ -114,27 +123,16 @@ inline bool PermissionsAreIgnored() {
 class EnvGuard {
 public:
     EnvGuard(const char* name, const char* value) : mName(name) {
-        const char* old = getenv(name);
-        mHad = old != nullptr;
-        if (old) mOld = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
+        if (const char* old = getenv(name)) mOld = old;
+        value ? setenv(name, value, 1) : unsetenv(name);
     }
-    ~EnvGuard() {
-        if (mHad)
-            setenv(mName.c_str(), mOld.c_str(), 1);
-        else
-            unsetenv(mName.c_str());
-    }
+    ~EnvGuard() { mOld ? setenv(mName.c_str(), mOld->c_str(), 1) : unsetenv(mName.c_str()); }
     EnvGuard(const EnvGuard&) = delete;
     EnvGuard& operator=(const EnvGuard&) = delete;
 
 private:
     std::string mName;
-    std::string mOld;
-    bool mHad = false;
+    std::optional<std::string> mOld;
 };
 
 /// Changes the working directory and goes back afterwards.

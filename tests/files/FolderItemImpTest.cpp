@@ -21,13 +21,7 @@
 
 namespace {
 
-using filestest::ItemPtr;
-using filestest::PathExists;
-using filestest::ReadFile;
-using filestest::Std;
-using filestest::TempFolder;
-using filestest::Utf8;
-using filestest::WriteFile;
+using namespace filestest;
 
 // ---------------------------------------------------------------------------
 // Defaults
@@ -139,10 +133,14 @@ private:
     FakeNode* mNode;
 };
 
-TEST(FolderItemUrl, EachNameIsEncodedAlone) {
-    FakeNode root;
-    root.name = "/";
-    root.folder = true;
+// A tree whose root folder holds "top".
+class FakeTree : public ::testing::Test {
+protected:
+    FakeNode root{"/", true, nullptr, {}};
+    FakeNode* top = root.Add("top", true);
+};
+
+TEST_F(FakeTree, UrlsEncodeEachNameAlone) {
     FakeNode* outer = root.Add("a b", true);
     FakeNode* odd = outer->Add("x/y", true);
     FakeNode* file = odd->Add("caf\xC3\xA9 100%", false);
@@ -161,11 +159,7 @@ TEST(FolderItemUrl, EachNameIsEncodedAlone) {
     }
 }
 
-TEST(FolderItemDelete, ChildrenFirstThenTheFolder) {
-    FakeNode root;
-    root.name = "/";
-    root.folder = true;
-    FakeNode* top = root.Add("top", true);
+TEST_F(FakeTree, DeleteFolderTakesChildrenFirstThenTheFolder) {
     FakeNode* sub = top->Add("sub", true);
     sub->Add("deep", false);
     top->Add(".hidden", false);
@@ -177,11 +171,7 @@ TEST(FolderItemDelete, ChildrenFirstThenTheFolder) {
     EXPECT_EQ(item.GetLastError(), 0);
 }
 
-TEST(FolderItemDelete, FirstFailingChildStopsTheWalkAndLendsItsError) {
-    FakeNode root;
-    root.name = "/";
-    root.folder = true;
-    FakeNode* top = root.Add("top", true);
+TEST_F(FakeTree, DeleteFolderStopsAtTheFirstFailingChildAndLendsItsError) {
     FakeNode* first = top->Add("first", false);
     FakeNode* stubborn = top->Add("stubborn", false);
     FakeNode* never = top->Add("never", false);
@@ -197,11 +187,7 @@ TEST(FolderItemDelete, FirstFailingChildStopsTheWalkAndLendsItsError) {
     EXPECT_FALSE(top->deleted);
 }
 
-TEST(FolderItemDelete, ANestedFailureStopsTheOuterWalkToo) {
-    FakeNode root;
-    root.name = "/";
-    root.folder = true;
-    FakeNode* top = root.Add("top", true);
+TEST_F(FakeTree, DeleteFolderStopsTheOuterWalkOnANestedFailure) {
     FakeNode* sub = top->Add("sub", true);
     sub->Add("stuck", false)->failWith = EPERM;
     FakeNode* later = top->Add("later", false);
@@ -211,9 +197,7 @@ TEST(FolderItemDelete, ANestedFailureStopsTheOuterWalkToo) {
     EXPECT_EQ(later->deleteCalls, 0);
 }
 
-TEST(FolderItemDelete, NotAFolder) {
-    FakeNode root;
-    root.name = "/";
+TEST_F(FakeTree, DeleteFolderOnAFileDeletesNothing) {
     FakeNode* file = root.Add("file", false);
     FakeItem item(file);
     EXPECT_FALSE(item.DeleteFolder());
@@ -282,7 +266,7 @@ TEST_F(StreamCopy, FailuresKeepTheirError) {
     EXPECT_FALSE(PathExists(tmp / "target"));
 
     StreamCopyItem file(tmp / "file");
-    StreamCopyItem nowhere(tmp / "none/target");
+    StreamCopyItem nowhere(tmp / "none/target");  // the target cannot be made
     EXPECT_FALSE(file.CopyFileTo(&nowhere));
     EXPECT_EQ(file.GetLastError(), ENOENT);
 
@@ -294,19 +278,7 @@ TEST_F(StreamCopy, FailuresKeepTheirError) {
     EXPECT_NE(file.GetLastError(), 0);
 }
 
-TEST_F(StreamCopy, CopyingOntoALockedFileFails) {
-    ASSERT_TRUE(WriteFile(tmp / "source", "new"));
-    ASSERT_TRUE(WriteFile(tmp / "busy", "old"));
-    long error = 0;
-    std::unique_ptr<DataFile> holder(DataFile::OpenFromPath(Utf8(tmp / "busy"), 3, &error));
-    ASSERT_NE(holder, nullptr);
-    StreamCopyItem source(tmp / "source");
-    StreamCopyItem busy(tmp / "busy");
-    EXPECT_FALSE(source.CopyFileTo(&busy));
-    EXPECT_EQ(source.GetLastError(), EWOULDBLOCK);
-}
-
-TEST_F(StreamCopy, MoveCopiesThenDeletes) {
+TEST_F(StreamCopy, MoveCopiesThenDeletesButNotOntoItself) {
     ASSERT_TRUE(WriteFile(tmp / "from", "payload"));
     StreamCopyItem from(tmp / "from");
     StreamCopyItem to(tmp / "to");
@@ -317,10 +289,8 @@ TEST_F(StreamCopy, MoveCopiesThenDeletes) {
     StreamCopyItem missing(tmp / "missing");
     EXPECT_FALSE(missing.MoveFileTo(&to));
     EXPECT_EQ(ReadFile(tmp / "to"), "payload");
-}
 
-TEST_F(StreamCopy, MovingOntoItselfKeepsTheFile) {
-    ASSERT_TRUE(WriteFile(tmp / "self", "mine"));
+    ASSERT_TRUE(WriteFile(tmp / "self", "mine"));  // onto itself: kept
     StreamCopyItem self(tmp / "self");
     EXPECT_TRUE(self.CopyFileTo(&self));
     EXPECT_TRUE(self.MoveFileTo(&self));

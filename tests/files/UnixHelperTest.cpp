@@ -13,9 +13,7 @@
 
 namespace {
 
-using filestest::Std;
-using filestest::TempFolder;
-using filestest::Utf8;
+using namespace filestest;
 
 string Escape(std::string_view text) {
     return UnixHelper::EscapeString(Utf8(text), string(UnixHelper::kShellSpecialCharacters));
@@ -40,15 +38,12 @@ TEST(UnixHelperEscape, FrameworkSet) {
     }
 }
 
-TEST(UnixHelperEscape, ResultKeepsTheUtf8Tag) {
+TEST(UnixHelperEscape, CallerChosenSetAndTheUtf8Tag) {
+    EXPECT_EQ(Std(UnixHelper::EscapeString(string("a-b c"), string("-"))), "a\\-b c");
+    EXPECT_EQ(Std(UnixHelper::EscapeString(string("abc"), string(""))), "abc");
     EXPECT_EQ(Escape("a b").Encoding(), kEncodingUTF8);
     // ASCII-tagged literal text is converted to UTF-8 first.
     EXPECT_EQ(UnixHelper::EscapeString(string("a b"), string(" ")).Encoding(), kEncodingUTF8);
-}
-
-TEST(UnixHelperEscape, CallerChosenSet) {
-    EXPECT_EQ(Std(UnixHelper::EscapeString(string("a-b c"), string("-"))), "a\\-b c");
-    EXPECT_EQ(Std(UnixHelper::EscapeString(string("abc"), string(""))), "abc");
 }
 
 TEST(UnixHelperEscape, ZeroByteEndsTheTextAfterItsBackslash) {
@@ -57,13 +52,16 @@ TEST(UnixHelperEscape, ZeroByteEndsTheTextAfterItsBackslash) {
     EXPECT_EQ(Std(Escape(std::string_view("a\0b c", 5))), "a\\");
 }
 
-TEST(UnixHelperShell, CapturesStandardOutputAndError) {
+TEST(UnixHelperShell, CapturesStandardOutputAndErrorAlsoOfAFailingCommand) {
     const string out = UnixHelper::ExecuteShell(string("echo hi"), 1);
     EXPECT_EQ(Std(out), "hi\n");
     EXPECT_EQ(out.Encoding(), kEncodingUnknown);
 
     EXPECT_EQ(Std(UnixHelper::ExecuteShell(string("echo oops 1>&2"), 1)), "oops\n");
     EXPECT_EQ(Std(UnixHelper::ExecuteShell(string("echo a; echo b 1>&2; echo c"), 1)), "a\nb\nc\n");
+    // A failing command gives its output only.
+    EXPECT_EQ(Std(UnixHelper::ExecuteShell(string("echo partial; exit 3"), 1)), "partial\n");
+    EXPECT_TRUE(UnixHelper::ExecuteShell(string("exit 1"), 1).IsEmpty());
 }
 
 TEST(UnixHelperShell, RunsBashNotSh) {
@@ -83,14 +81,14 @@ TEST(UnixHelperShell, WithoutCaptureRunsAndReturnsNothing) {
     const std::string marker = folder / "ran";
     const string out = UnixHelper::ExecuteShell(Utf8("touch " + marker + "; echo ignored"), 0);
     EXPECT_TRUE(out.IsEmpty());
-    EXPECT_TRUE(filestest::PathExists(marker));  // waited for: the file is there already
+    EXPECT_TRUE(PathExists(marker));  // waited for: the file is there already
 }
 
 TEST(UnixHelperShell, DescriptorsAboveTwoAreClosedInTheChild) {
     TempFolder folder;
     ASSERT_TRUE(folder.Valid());
     const std::string path = folder / "held";
-    ASSERT_TRUE(filestest::WriteFile(path, "x"));
+    ASSERT_TRUE(WriteFile(path, "x"));
     const int fd = open(path.c_str(), O_RDONLY);  // inheritable: no O_CLOEXEC
     ASSERT_GT(fd, 2);
     const std::string probe =
@@ -98,11 +96,6 @@ TEST(UnixHelperShell, DescriptorsAboveTwoAreClosedInTheChild) {
     const std::string answer = Std(UnixHelper::ExecuteShell(Utf8(probe), 1));
     close(fd);
     EXPECT_EQ(answer, "closed\n");
-}
-
-TEST(UnixHelperShell, FailingCommandGivesItsOutputOnly) {
-    EXPECT_EQ(Std(UnixHelper::ExecuteShell(string("echo partial; exit 3"), 1)), "partial\n");
-    EXPECT_TRUE(UnixHelper::ExecuteShell(string("exit 1"), 1).IsEmpty());
 }
 
 }  // namespace

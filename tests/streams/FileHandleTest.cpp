@@ -74,7 +74,7 @@ TEST(FileHandleTest, SeekPastTheEndStopsAtTheEnd) {
     }
 }
 
-TEST(FileHandleTest, SetLengthWithinAndBeyondTheCapacity) {
+TEST(FileHandleTest, SetLengthWithinAndBeyondTheCapacityAndOnAFreshStream) {
     FileHandle s;
     Preload(s, "abcdefgh");  // capacity 8 + 2048
     const uint32_t capacity = s.GetCapacity();
@@ -91,14 +91,12 @@ TEST(FileHandleTest, SetLengthWithinAndBeyondTheCapacity) {
     EXPECT_EQ(StoredBytes(s).substr(0, 3), "abc");
     EXPECT_FALSE(s.SetLength(1ull << 32)) << "past the handle limit";
     EXPECT_EQ(s.GetLength(), capacity + 1u);
-}
 
-TEST(FileHandleTest, SetLengthOnAFreshStreamMakesZeroedBytes) {
-    FileHandle s;
-    EXPECT_TRUE(s.SetLength(4));
-    EXPECT_EQ(StoredBytes(s), std::string(4, '\0'));
-    EXPECT_TRUE(s.WriteData("z", 1));
-    EXPECT_EQ(StoredBytes(s), std::string("z\0\0\0", 4));
+    FileHandle fresh;  // no handle yet: zeroed bytes
+    EXPECT_TRUE(fresh.SetLength(4));
+    EXPECT_EQ(StoredBytes(fresh), std::string(4, '\0'));
+    EXPECT_TRUE(fresh.WriteData("z", 1));
+    EXPECT_EQ(StoredBytes(fresh), std::string("z\0\0\0", 4));
 }
 
 TEST(FileHandleTest, FailedWriteLatchesUntilReset) {

@@ -35,10 +35,7 @@ TEST_F(VHFSVolumeTest, NewItemsAreListedLastWithTheDirectoryLength) {
     const VFileRef dir = volume->CreateDirectory(root, "Linux x86");
     const VFileRef file = volume->CreateFile(root, "a", kText);
     EXPECT_EQ(dir.id, 3u);
-    EXPECT_EQ(dir.type, kDirectoryFileType);
     EXPECT_EQ(file.id, 4u);
-    EXPECT_EQ(file.type, kText);
-    EXPECT_EQ(std::string(file.name.CString()), "a");
     EXPECT_EQ(file.name.Encoding(), kEncodingUTF8);
     ByteBuilder list;
     list.Be32(2), list.Be32(3), list.Be32(4);

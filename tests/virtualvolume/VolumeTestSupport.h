@@ -16,20 +16,16 @@ using Bytes = std::vector<uint8_t>;
 /// Appends values in a chosen byte order, to build volumes byte by byte.
 struct ByteBuilder {
     Bytes bytes;
-    void Be32(uint32_t v) {
-        for (int s = 24; s >= 0; s -= 8) bytes.push_back(static_cast<uint8_t>(v >> s));
+    void Be(uint64_t v, int n) {
+        for (int s = 8 * (n - 1); s >= 0; s -= 8) bytes.push_back(static_cast<uint8_t>(v >> s));
     }
-    void Le32(uint32_t v) {
-        for (int s = 0; s <= 24; s += 8) bytes.push_back(static_cast<uint8_t>(v >> s));
+    void Le(uint64_t v, int n) {
+        for (int s = 0; s < 8 * n; s += 8) bytes.push_back(static_cast<uint8_t>(v >> s));
     }
-    void BeDouble(double d) {
-        const auto v = std::bit_cast<uint64_t>(d);
-        for (int s = 56; s >= 0; s -= 8) bytes.push_back(static_cast<uint8_t>(v >> s));
-    }
-    void LeDouble(double d) {
-        const auto v = std::bit_cast<uint64_t>(d);
-        for (int s = 0; s <= 56; s += 8) bytes.push_back(static_cast<uint8_t>(v >> s));
-    }
+    void Be32(uint32_t v) { Be(v, 4); }
+    void Le32(uint32_t v) { Le(v, 4); }
+    void BeDouble(double d) { Be(std::bit_cast<uint64_t>(d), 8); }
+    void LeDouble(double d) { Le(std::bit_cast<uint64_t>(d), 8); }
     void Raw(const void* p, size_t n) {
         const auto* b = static_cast<const uint8_t*>(p);
         bytes.insert(bytes.end(), b, b + n);
