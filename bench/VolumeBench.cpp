@@ -6,10 +6,12 @@
 // children do the work these four are timed in real (wall) time (goal: zqx within 3x of
 // tar, and create of 64 MiB within 4.5x of 16 MiB). VolumeOpenList/10000 opens a container
 // of 10,000 small files from disk and lists them all through VHFSVolume (names and types);
-// readdirList/10000 reads the folder on disk it was made from with readdir (no goal).
-// Everything lives in a private temporary folder removed when the process ends.
-// Not measured: the disk itself (files sit in the page cache; zqx's fsync is timed),
-// UnixFolderItemImpVirtual's walk (it lists the whole folder for every child it returns).
+// FolderItemWalk/10000 opens it the same way and walks the folder as the loader does,
+// through UnixFolderItemImpVirtual: the count, then every child by index, asking each
+// whether it is a folder; readdirList/10000 reads the folder on disk it was made from with
+// readdir (no goal). Everything lives in a private temporary folder removed when the
+// process ends.
+// Not measured: the disk itself (files sit in the page cache; zqx's fsync is timed).
 #include <dirent.h>
 #include <fcntl.h>
 #include <ftw.h>
@@ -24,6 +26,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,6 +34,7 @@
 #include "Suites.h"
 #include "core/string.h"
 #include "streams/DataFile.h"
+#include "virtualvolume/UnixFolderItemImpVirtual.h"
 #include "virtualvolume/VHFSVolume.h"
 
 extern char** environ;
@@ -268,6 +272,47 @@ void VolumeOpenList(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kSmallFileCount);
 }
 
+// Opens the container as OpenAndList does and walks "many" through folder items. The
+// number of children that are files; -1 when any step failed.
+long OpenAndWalkItems(const string& path) {
+    long error = 0;
+    DataFile* file = DataFile::OpenFromPath(path, kDataFileReadOnly, &error);
+    if (!file) return -1;
+    file->SetBigEndian();
+    file->SetSwapDoubles(true);
+    long files = -1;
+    {
+        VHFSVolume volume(file, 1);
+        UnixFolderItemImpVirtual root(&volume, volume.GetRoot());
+        std::unique_ptr<FolderItemImp> many(root.GetChildByName("many", 0));
+        if (volume.IsValid() && many && many->IsDirectory()) {
+            files = 0;
+            const long count = many->GetChildCount();
+            for (long i = 0; i < count; ++i) {
+                std::unique_ptr<FolderItemImp> child(many->GetChildByIndex(i, 0));
+                if (child && !child->IsDirectory()) ++files;
+                if (child) benchmark::DoNotOptimize(child->GetName().Length());
+            }
+        }
+    }
+    return files;
+}
+
+void FolderItemWalk(benchmark::State& state) {
+    if (!PrepareMany()) {
+        state.SkipWithError("no container of small files");
+        return;
+    }
+    const string path(ManyContainer().c_str());
+    for (auto _ : state) {
+        if (OpenAndWalkItems(path) != kSmallFileCount) {
+            state.SkipWithError("open or walk failed");
+            return;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * kSmallFileCount);
+}
+
 void readdirList(benchmark::State& state) {
     if (!PrepareMany()) {
         state.SkipWithError("no folder of small files");
@@ -310,6 +355,7 @@ bool RegisterVolumeBenchmarks(RatioReporter& reporter) {
     }
     // In-process: CPU time as everywhere else.
     for (auto* b : {benchmark::RegisterBenchmark("VolumeOpenList", VolumeOpenList),
+                    benchmark::RegisterBenchmark("FolderItemWalk", FolderItemWalk),
                     benchmark::RegisterBenchmark("readdirList", readdirList)}) {
         b->Arg(kSmallFileCount)->Unit(benchmark::kMillisecond);
     }
@@ -321,5 +367,7 @@ bool RegisterVolumeBenchmarks(RatioReporter& reporter) {
     reporter.AddRatio("zqx create 64 MiB/16 MiB", "zqxCreate/67108864", "zqxCreate/16777216", 4.5);
     reporter.AddRatio("open + list 10,000-file volume/readdir of the same folder",
                       "VolumeOpenList/10000", "readdirList/10000", 0.0);
+    reporter.AddRatio("open + folder-item walk of 10,000 files/readdir of the same folder",
+                      "FolderItemWalk/10000", "readdirList/10000", 0.0);
     return true;
 }

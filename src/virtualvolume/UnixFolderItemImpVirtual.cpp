@@ -4,15 +4,91 @@
 // whatever it opened, except OpenFile and CreateFile, whose streams go to the caller. Walks
 // up the tree are bounded by the number of blocks in the volume, so a damaged volume whose
 // parent ids loop gives a long path rather than a hang.
+// Listings read from the volume are kept and shared (VirtualFolderListing below); each use
+// first checks the block layer's change count, so anything written through the volume,
+// by any item or by direct calls, makes the next use read the directory again.
 // Not here: error numbers (the volume reports none; failures are false, null, 0 or empty).
 #include "virtualvolume/UnixFolderItemImpVirtual.h"
 
+#include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "core/StringMap.h"
 #include "encodings/Encodings.h"
 
+/// The children of one directory as GetChildren gave them, and when. Shared by counted
+/// references: a directory item and every child it hands out use the same listing.
+struct VirtualFolderListing {
+    ~VirtualFolderListing() { free(firstEqual); }
+
+    long references = 1;
+    VHFSVolume* volume = nullptr;  // not owned
+    uint32_t dirID = 0;            // the directory listed
+    uint8_t dirIsFolder = 0;       // its ref's type was "fold" (GetChildren needs that)
+    uint64_t changeCount = 0;      // the block layer's change count when read
+    uint8_t readable = 0;          // GetChildren succeeded
+    VFileRefList children;         // in stored order, unreadable children included
+    // Per child, the index of the first child whose name compares equal to its name
+    // (malloc'd, children.Count() entries); made on first need, by hinted lookups. Null
+    // when not made or when it could not be.
+    long* firstEqual = nullptr;
+    uint8_t firstEqualTried = 0;
+};
+
 namespace {
+
+VirtualFolderListing* Retain(VirtualFolderListing* listing) {
+    if (listing) ++listing->references;
+    return listing;
+}
+
+void Release(VirtualFolderListing* listing) {
+    if (listing && --listing->references == 0) delete listing;
+}
+
+uint64_t ChangeCountOf(VHFSVolume* volume) {
+    VFSVolume* blocks = volume ? volume->GetBlockVolume() : nullptr;
+    return blocks ? blocks->GetChangeCount() : 0;
+}
+
+bool IsFresh(const VirtualFolderListing* listing, VHFSVolume* volume, const VFileRef& dir) {
+    return listing && listing->volume == volume && listing->dirID == dir.id &&
+           listing->dirIsFolder == (dir.type == kDirectoryFileType ? 1 : 0) &&
+           listing->changeCount == ChangeCountOf(volume);
+}
+
+// Names compare with the C library's case folding (string::Compare); a StringMap files keys
+// by ASCII folding. The two agree on which names are equal only when the locale folds
+// exactly the ASCII letters, so the map is used only then.
+bool LocaleFoldsAsciiOnly() {
+    for (int c = 0; c < 256; ++c) {
+        const int ascii = c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+        if (tolower(c) != ascii) return false;
+    }
+    return true;
+}
+
+// Fills listing->firstEqual; leaves it null when the locale or memory does not allow.
+void MakeFirstEqual(VirtualFolderListing* listing) {
+    listing->firstEqualTried = 1;
+    const long count = listing->children.Count();
+    if (count <= 0 || !LocaleFoldsAsciiOnly()) return;
+    auto* firstEqual = static_cast<long*>(malloc(static_cast<size_t>(count) * sizeof(long)));
+    if (!firstEqual) return;
+    StringMap<long> first;
+    for (long i = 0; i < count; ++i) {
+        long at = i;
+        if (!first.GetEntry(listing->children[i].name, at) &&
+            !first.AddEntry(listing->children[i].name, i)) {
+            free(firstEqual);
+            return;
+        }
+        firstEqual[i] = at;
+    }
+    listing->firstEqual = firstEqual;
+}
 
 // Four bytes of a code as the host holds the 32-bit value in memory.
 void CopyCodeInMemoryOrder(uint32_t code, char* out) {
@@ -42,13 +118,54 @@ UnixFolderItemImpVirtual::UnixFolderItemImpVirtual(VHFSVolume* volume, const VFi
                                                    const string& name, uint8_t resolved)
     : mVolume(volume), mName(name), mRef(ref), mResolved(resolved) {}
 
-UnixFolderItemImpVirtual::~UnixFolderItemImpVirtual() = default;
+UnixFolderItemImpVirtual::~UnixFolderItemImpVirtual() {
+    DropListings();
+}
+
+VirtualFolderListing* UnixFolderItemImpVirtual::Listing(VirtualFolderListing** slot,
+                                                        const VFileRef& dir) {
+    if (IsFresh(*slot, mVolume, dir)) return *slot;
+    Release(*slot);
+    *slot = new (std::nothrow) VirtualFolderListing;
+    if (!*slot) return nullptr;
+    (*slot)->volume = mVolume;
+    (*slot)->dirID = dir.id;
+    (*slot)->dirIsFolder = dir.type == kDirectoryFileType ? 1 : 0;
+    // Taken before reading: reading changes nothing.
+    (*slot)->changeCount = ChangeCountOf(mVolume);
+    (*slot)->readable = mVolume->GetChildren(dir, (*slot)->children) ? 1 : 0;
+    return *slot;
+}
+
+void UnixFolderItemImpVirtual::ShareListings(const UnixFolderItemImpVirtual& other) {
+    VirtualFolderListing* inside = Retain(other.mInside);
+    VirtualFolderListing* own = Retain(other.mOwn);
+    DropListings();
+    mInside = inside;
+    mOwn = own;
+    mHint = other.mHint;
+}
+
+void UnixFolderItemImpVirtual::DropListings() {
+    Release(mInside);
+    Release(mOwn);
+    mInside = nullptr;
+    mOwn = nullptr;
+    mHint = -1;
+}
 
 VFileRef UnixFolderItemImpVirtual::FileRef() {
     if (!mVolume) return VFileRef();
     if (mResolved) return mRef;
-    VFileRefList children;
-    if (!mVolume->GetChildren(mRef, children)) return VFileRef();
+    VirtualFolderListing* listing = Listing(&mInside, mRef);
+    if (!listing || !listing->readable) return VFileRef();
+    const VFileRefList& children = listing->children;
+    // An item handed out by index is usually still at its index: then the first child of
+    // its name is known without comparing it with every other name.
+    if (mHint >= 0 && mHint < children.Count() && children[mHint].name.Compare(mName) == 0) {
+        if (!listing->firstEqualTried) MakeFirstEqual(listing);
+        if (listing->firstEqual) return children[listing->firstEqual[mHint]];
+    }
     // Names need not be unique: the first in stored order wins.
     for (long i = 0; i < children.Count(); ++i) {
         if (children[i].name.Compare(mName) == 0) return children[i];
@@ -63,6 +180,7 @@ FolderItemImp& UnixFolderItemImpVirtual::operator=(const FolderItemImp& other) {
         mRef = item->mRef;
         mName = item->mName;
         mResolved = item->mResolved;
+        ShareListings(*item);
     }
     return *this;
 }
@@ -74,7 +192,9 @@ UnixFolderItemImpVirtual& UnixFolderItemImpVirtual::operator=(
 }
 
 FolderItemImp* UnixFolderItemImpVirtual::Clone() {
-    return new (std::nothrow) UnixFolderItemImpVirtual(mVolume, mRef, mName, mResolved);
+    auto* copy = new (std::nothrow) UnixFolderItemImpVirtual(mVolume, mRef, mName, mResolved);
+    if (copy) copy->ShareListings(*this);
+    return copy;
 }
 
 bool UnixFolderItemImpVirtual::Exists() {
@@ -226,23 +346,32 @@ FolderItemImp* UnixFolderItemImpVirtual::GetParent() {
 long UnixFolderItemImpVirtual::GetChildCount() {
     const VFileRef ref = FileRef();
     if (ref.type != kDirectoryFileType) return 0;
-    VFileRefList children;
-    if (!mVolume->GetChildren(ref, children)) return 0;
-    return children.Count();
+    const VirtualFolderListing* listing = Listing(&mOwn, ref);
+    if (!listing || !listing->readable) return 0;
+    return listing->children.Count();
 }
 
 FolderItemImp* UnixFolderItemImpVirtual::GetChildByIndex(long index, long) {
     const VFileRef ref = FileRef();
     if (ref.type != kDirectoryFileType || index < 0) return nullptr;
-    VFileRefList children;
-    if (!mVolume->GetChildren(ref, children) || index >= children.Count()) return nullptr;
-    return new (std::nothrow) UnixFolderItemImpVirtual(mVolume, ref, children[index].name, 0);
+    VirtualFolderListing* listing = Listing(&mOwn, ref);
+    if (!listing || !listing->readable || index >= listing->children.Count()) return nullptr;
+    auto* child =
+        new (std::nothrow) UnixFolderItemImpVirtual(mVolume, ref, listing->children[index].name, 0);
+    if (child) {
+        child->mInside = Retain(listing);
+        child->mHint = index;
+    }
+    return child;
 }
 
 FolderItemImp* UnixFolderItemImpVirtual::GetChildByName(string name, long) {
     const VFileRef ref = FileRef();
     if (ref.type != kDirectoryFileType) return nullptr;
-    return new (std::nothrow) UnixFolderItemImpVirtual(mVolume, ref, name, 0);
+    auto* child = new (std::nothrow) UnixFolderItemImpVirtual(mVolume, ref, name, 0);
+    // A listing already read is shared; none is read just for this.
+    if (child && IsFresh(mOwn, mVolume, ref)) child->mInside = Retain(mOwn);
+    return child;
 }
 
 bool UnixFolderItemImpVirtual::CreateFolder() {

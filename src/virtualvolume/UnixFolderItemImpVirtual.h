@@ -5,6 +5,9 @@
 // Only the root item holds its own ref ("resolved"); every other item holds the ref of the
 // directory that contains it plus its name, and looks the name up among that directory's
 // children each time it is asked, so it may name a child that does not exist yet.
+// Listings are kept: a directory's children, once read, are shared by the item and the
+// children it hands out, and read again only after the volume changed (its block layer's
+// change count moved), so walking a folder of N children reads it once, not N times.
 // Not here: open files (every operation resolves, calls the volume and releases what it
 // opened), permissions, owners, visibility and the rest, which keep the base defaults.
 // The volume is not owned and must outlive its items.
@@ -22,6 +25,10 @@ inline constexpr uint32_t kDirectoryCreatorCode = 0x4D414353;
 /// The type code the root reports in its type string ("disk").
 inline constexpr uint32_t kRootTypeCode = 0x6469736B;
 
+/// A directory's children as last read, shared by the items that use it (defined in the
+/// .cpp).
+struct VirtualFolderListing;
+
 class UnixFolderItemImpVirtual : public FolderItemImp {
 public:
     /// An item of `volume` (not owned; null makes every operation fail or answer empty).
@@ -35,8 +42,8 @@ public:
 
     // ----- Overrides, in slot order (see FolderItemImp.h for the contracts) -----
 
-    /// Copies volume, ref, name and resolved state when `other` is a virtual item too;
-    /// nothing otherwise.
+    /// Copies volume, ref, name and resolved state (and shares the listings) when `other`
+    /// is a virtual item too; nothing otherwise.
     FolderItemImp& operator=(const FolderItemImp& other) override;
     UnixFolderItemImpVirtual& operator=(const UnixFolderItemImpVirtual& other);
     /// A new item with the same volume, ref, name and state; owned by the caller. Null only
@@ -86,8 +93,9 @@ public:
     FolderItemImp* GetParent() override;
     /// The number of children of a directory; 0 for anything else or on failure.
     long GetChildCount() override;
-    /// The index-th child (0-based, stored order), owned by the caller; null when this is
-    /// not a directory or the index is outside 0 .. count - 1. `resolve` is not used.
+    /// The index-th child (0-based, stored order, counting children that can't be read),
+    /// owned by the caller; null when this is not a directory or the index is outside
+    /// 0 .. count - 1. `resolve` is not used.
     FolderItemImp* GetChildByIndex(long index, long resolve) override;
     /// The child named `name` in this directory, existing or not, owned by the caller; null
     /// when this is not a directory. `resolve` is not used.
@@ -118,11 +126,20 @@ public:
 private:
     UnixFolderItemImpVirtual(VHFSVolume* volume, const VFileRef& ref, const string& name,
                              uint8_t resolved);
+    /// The listing of `dir` in `*slot`, read again when stale; null when memory ran out.
+    VirtualFolderListing* Listing(VirtualFolderListing** slot, const VFileRef& dir);
+    void ShareListings(const UnixFolderItemImpVirtual& other);
+    void DropListings();
 
     VHFSVolume* mVolume;    // not owned; null = every operation fails
     string mName;           // the item's own name
     VFileRef mRef;          // resolved: the item's own ref; else its containing directory's
     uint8_t mResolved = 0;  // 1 only for the root (and the root made by GetParent)
+
+    // Caches; they change no result. Both listings are shared (counted references).
+    VirtualFolderListing* mInside = nullptr;  // children of mRef when unresolved
+    VirtualFolderListing* mOwn = nullptr;     // children of this item when a directory
+    long mHint = -1;  // this item's index in mInside when made by GetChildByIndex; -1 none
 };
 
 #endif  // ZYNE_VIRTUALVOLUME_UNIX_FOLDER_ITEM_IMP_VIRTUAL_H

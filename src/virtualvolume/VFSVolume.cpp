@@ -340,6 +340,7 @@ double VFSVolume::FindOrAllocateBlock(double* blockSize) {
 
 uint32_t VFSVolume::CreateFile() {
     if (!mValid) return 0;
+    ++mChangeCount;
     int counter = 0;
     if (!SeekTo(mCounterOffset) || !mStream->ReadLong(counter)) return 0;
     const auto id = static_cast<uint32_t>(counter);
@@ -391,6 +392,7 @@ void VFSVolume::CloseFile(short file) {
 
 bool VFSVolume::DeleteFile(uint32_t id) {
     if (!mValid || id < kFirstUserFileID) return false;
+    ++mChangeCount;
     for (long i = 0; i < mFiles.Count(); ++i)
         if (mFiles[i] && mFiles[i]->header.fileID == id) return false;
     VFSBlockHeader h{};
@@ -453,6 +455,7 @@ bool VFSVolume::ReadFileData(short file, double* count, void* buffer) {
 
 bool VFSVolume::WriteFileData(short file, const void* buffer, double count) {
     if (!mValid) return false;
+    ++mChangeCount;
     VFSFileRef* ref = Ref(file);
     if (!ref || ref->header.fileID == 0) return false;
     const auto* in = static_cast<const unsigned char*>(buffer);

@@ -112,6 +112,11 @@ public:
     void SetBlockSizePrefs(double minReuse, double newSize, double maxReuse);
     /// New blocks are filled with zeros (the default) or left as the stream extends them.
     void SetZeroFill(bool on) { mZeroFill = on ? 1 : 0; }
+    /// Grows with every change made through this volume (each file write, creation and
+    /// deletion, whether it succeeded or not), never shrinks. Readers that keep what they
+    /// read (the folder items' listings) compare it to know when their copy may be stale.
+    /// Bytes changed in the stream behind the volume's back are not counted.
+    uint64_t GetChangeCount() const { return mChangeCount; }
 
     /// A new, empty one-block file; its id, 0 on failure (the counter may have advanced).
     /// A damaged counter (below 2, or at an id the map already lists) also gives 0.
@@ -193,6 +198,7 @@ private:
     BlockMap mMap;                      // the blocks, in map order
     uint8_t mZeroFill = 1;              // new blocks are zero-filled
     int32_t mVersion = kVolumeVersion;  // format version
+    uint64_t mChangeCount = 0;          // see GetChangeCount
 };
 
 #endif  // ZYNE_VIRTUALVOLUME_VFS_VOLUME_H

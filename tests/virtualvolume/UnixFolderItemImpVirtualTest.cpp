@@ -1,12 +1,14 @@
 // UnixFolderItemImpVirtualTest.cpp - folder items inside a volume: a tree written through
 // VHFSVolume read back through items, naming, paths, type strings, the failing setters,
-// moves within and across volumes, index boundaries and damaged volumes.
+// moves within and across volumes, index boundaries, kept listings that follow every
+// change, and damaged volumes.
 #include "virtualvolume/UnixFolderItemImpVirtual.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <climits>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -561,6 +563,190 @@ TEST(VirtualItemDamage, RandomlyDamagedVolumesWalkWithoutCrashing) {
             added->DeleteFile();
         }
     }
+}
+
+// ----- Kept listings -----
+
+// What a walk by index shows of a folder: per child its name, "/" for a folder, "?" when
+// the item does not exist, and its type code.
+std::vector<std::string> WalkByIndex(FolderItemImp* dir) {
+    std::vector<std::string> seen;
+    const long count = dir->GetChildCount();
+    for (long i = 0; i < count; ++i) {
+        ItemPtr child(dir->GetChildByIndex(i, 0));
+        if (!child) {
+            seen.push_back("<null>");
+            continue;
+        }
+        seen.push_back(Std(child->GetName()) + (child->IsDirectory() ? "/" : "") +
+                       (child->Exists() ? "" : "?") + " " +
+                       std::to_string(child->GetFourCharType()));
+    }
+    return seen;
+}
+
+class KeptListingTest : public VirtualItemTest {
+protected:
+    // The same view read straight from the volume: every child by index, resolved as an
+    // item resolves its name (the first child of an equal name).
+    std::vector<std::string> Truth(const VFileRef& dir) {
+        VFileRefList children;
+        std::vector<std::string> seen;
+        if (!volume->GetChildren(dir, children)) return seen;
+        for (long i = 0; i < children.Count(); ++i) {
+            VFileRef first;
+            for (long j = 0; j < children.Count() && first.id == 0; ++j)
+                if (children[j].name.Compare(children[i].name) == 0) first = children[j];
+            seen.push_back(Std(children[i].name) + (first.type == kDirectoryFileType ? "/" : "") +
+                           (first.type == 0 ? "?" : "") + " " +
+                           std::to_string(first.type ? static_cast<long>(first.type)
+                                                     : static_cast<long>(kUnknownFileType)));
+        }
+        return seen;
+    }
+    void RawName(uint32_t id, const std::string& name) {
+        std::string field = name;
+        field.resize(kItemNameFieldSize, '\0');
+        VFSVolume* blocks = volume->GetBlockVolume();
+        const short f = blocks->OpenFile(id);
+        ASSERT_TRUE(blocks->SetFilePosition(f, kItemNamePosition) &&
+                    blocks->WriteFileData(f, field.data(), kItemNameFieldSize));
+        blocks->CloseFile(f);
+    }
+};
+
+// Items kept across changes made every way there is, each followed by walks: a kept item
+// must never answer from a listing the change made stale.
+TEST_F(KeptListingTest, WalksSeeEveryChangeMadeBetweenThem) {
+    ItemPtr keptRoot = Root();
+    ItemPtr keptIde(keptRoot->GetChildByIndex(1, 0));  // "IDE Resources", by index
+    ASSERT_EQ(Std(keptIde->GetName()), "IDE Resources");
+    ItemPtr keptTop(keptRoot->GetChildByIndex(2, 0));  // "a"
+    VFileRef ideRef = ide;
+    VFileRef topRef = top;
+    const struct {
+        const char* label;
+        std::function<void()> change;
+    } steps[] = {
+        {"nothing yet", [] {}},
+        {"file made through the volume", [&] { volume->CreateFile(root, "new", kText); }},
+        {"folder made through a kept item",
+         [&] { EXPECT_TRUE(ItemPtr(keptRoot->GetChildByName("made", 0))->CreateFolder()); }},
+        {"file made inside a kept folder item",
+         [&] { delete ItemPtr(keptIde->GetChildByName("inner", 0))->CreateFile(""); }},
+        {"renamed through the volume", [&] { volume->SetFileName(ideRef, "Renamed"); }},
+        {"renamed back through the volume", [&] { volume->SetFileName(ideRef, "IDE Resources"); }},
+        {"retyped through the volume", [&] { volume->SetFileType(topRef, 0x4150504C); }},
+        {"name written through the block layer", [&] { RawName(top.id, "raw"); }},
+        {"name written back", [&] { RawName(top.id, "a"); }},
+        {"listed twice", [&] { volume->LinkFile(topRef, root); }},
+        {"moved into a folder", [&] { volume->MoveFile(topRef, ideRef); }},
+        {"deleted through a kept item", [&] { EXPECT_TRUE(keptTop->DeleteFile()); }},
+        {"deleted through the volume",
+         [&] { volume->DeleteFile(volume->CreateFile(root, "brief", kText)); }},
+    };
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.label);
+        step.change();
+        EXPECT_EQ(WalkByIndex(keptRoot.get()), Truth(root));
+        EXPECT_EQ(WalkByIndex(Root().get()), Truth(root)) << "a new item agrees";
+        // The kept folder item names "IDE Resources": while the folder goes by another
+        // name, the item names nothing and has no children.
+        VFileRefList top;
+        ASSERT_TRUE(volume->GetChildren(root, top));
+        bool named = false;
+        for (long i = 0; i < top.Count(); ++i)
+            named |= top[i].id == ide.id && Std(top[i].name) == "IDE Resources";
+        EXPECT_EQ(WalkByIndex(keptIde.get()), named ? Truth(ide) : std::vector<std::string>{});
+    }
+    // A kept item follows its name, as items always did.
+    ASSERT_TRUE(volume->SetFileName(ideRef, "Elsewhere"));
+    EXPECT_FALSE(keptIde->Exists());
+    EXPECT_EQ(keptIde->GetChildCount(), 0);
+    ASSERT_TRUE(volume->SetFileName(ideRef, "IDE Resources"));
+    EXPECT_TRUE(keptIde->IsDirectory());
+}
+
+// An item handed out by index resolves by name: when an earlier child takes the same name
+// (in any letter case), the item names that earlier child.
+TEST_F(KeptListingTest, AnItemByIndexResolvesToTheFirstChildOfItsName) {
+    ItemPtr r = Root();
+    ItemPtr a(r->GetChildByIndex(2, 0));
+    ASSERT_FALSE(a->IsDirectory());
+    for (const char* name : {"a", "A"}) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(volume->SetFileName(build, name));
+        EXPECT_TRUE(a->IsDirectory()) << "the first \"a\" is the folder";
+        EXPECT_EQ(a->GetChildCount(), 1) << "and its children are the folder's";
+        ItemPtr again(r->GetChildByIndex(2, 0));
+        EXPECT_TRUE(again->IsDirectory());
+    }
+    ASSERT_TRUE(volume->SetFileName(build, "Build Resources"));
+    EXPECT_FALSE(a->IsDirectory());
+    EXPECT_EQ(Contents(a.get()), "top");
+    // Clones and copies share what was read and still follow changes.
+    ItemPtr copy(a->Clone());
+    UnixFolderItemImpVirtual assigned(volume.get(), VFileRef());
+    assigned = *static_cast<UnixFolderItemImpVirtual*>(a.get());
+    ASSERT_TRUE(volume->SetFileName(build, "a"));
+    EXPECT_TRUE(copy->IsDirectory());
+    EXPECT_TRUE(assigned.IsDirectory());
+}
+
+// Children that can't be read still take their place in the count and the indexes.
+TEST_F(KeptListingTest, IndexesCountChildrenThatCannotBeRead) {
+    ItemPtr r = Root();
+    ASSERT_EQ(r->GetChildCount(), 3);
+    VFileRef ghost;
+    ghost.id = 4000;  // no such item
+    ghost.type = kText;
+    ASSERT_TRUE(volume->LinkFile(ghost, root));
+    ASSERT_TRUE(volume->LinkFile(top, root));
+    EXPECT_EQ(r->GetChildCount(), 5);
+    ItemPtr unreadable(r->GetChildByIndex(3, 0));
+    ASSERT_TRUE(unreadable);
+    EXPECT_FALSE(unreadable->Exists());
+    ItemPtr after(r->GetChildByIndex(4, 0));
+    ASSERT_TRUE(after);
+    EXPECT_EQ(Std(after->GetName()), "a");
+    EXPECT_EQ(Contents(after.get()), "top");
+    EXPECT_FALSE(ItemPtr(r->GetChildByIndex(5, 0)));
+}
+
+// A memory stream that counts the reads that reach it.
+class ReadCountingStream : public FileHandle {
+public:
+    bool ReadData(void* buffer, unsigned int count, int* actual) override {
+        ++reads;
+        return FileHandle::ReadData(buffer, count, actual);
+    }
+    long reads = 0;
+};
+
+// Walking a folder by index reads its listing once: the reads grow with the number of
+// children, not with its square (counted, not timed).
+TEST(KeptListingCost, WalkingAFolderReadsItOnce) {
+    auto readsToWalk = [](int files) {
+        ReadCountingStream stream;
+        stream.SetBigEndian();
+        std::unique_ptr<VHFSVolume> volume(VHFSVolume::Create(&stream, 0));
+        const VFileRef many = volume->CreateDirectory(volume->GetRoot(), "many");
+        for (int i = 0; i < files; ++i)
+            volume->CreateFile(many, ("f" + std::to_string(i)).c_str(), kText);
+        UnixFolderItemImpVirtual root(volume.get(), volume->GetRoot());
+        ItemPtr dir(root.GetChildByName("many", 0));
+        const long before = stream.reads;
+        EXPECT_EQ(dir->GetChildCount(), files);
+        for (long i = 0; i < files; ++i) {
+            ItemPtr child(dir->GetChildByIndex(i, 0));
+            EXPECT_TRUE(child && child->Exists() && !child->IsDirectory());
+        }
+        return stream.reads - before;
+    };
+    const long small = readsToWalk(100);
+    const long large = readsToWalk(400);
+    EXPECT_GT(small, 0);
+    EXPECT_LT(large, 6 * small) << "4 times the children must cost about 4 times the reads";
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
-// Archive.cpp - loading and saving containers in memory, path lookup and the guarded walk.
+// Archive.cpp - containers opened on disk for reading, editing and creating; path lookup and
+// the guarded walk.
 //
-// Saving goes through a temporary file created next to the target and renamed over it, so
-// an interrupted run never leaves a half-written container behind.
+// The volume's stream is a DataFile over a descriptor of the container (or of the
+// temporary file being written). Files the volume grows are extended with ftruncate, which
+// fills with zeros, so new blocks need no zero-fill writes of their own: the bytes come out
+// the same either way.
 #include "Archive.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,15 +19,45 @@
 #include <cstring>
 #include <set>
 
+#include "ContainerCheck.h"
 #include "core/DateScale.h"
 #include "encodings/Encodings.h"
-#include "streams/FileHandle.h"
+#include "streams/DataFile.h"
 
 namespace zqx {
 
 namespace {
 
 constexpr int kMaxDepth = 512;  // deeper trees are damage (or hostile)
+
+// The volume's own block sizes (VFSVolume.h): new blocks, and the reuse window.
+constexpr double kUsualBlock = 1024.0;
+constexpr double kMinReuse = 256.0;
+constexpr double kMaxReuse = 16384.0;
+constexpr double kBlockOverheadBytes = 32.0;
+
+// Why the first bytes of a file are no container we can read; empty when they may be.
+std::string HeaderProblem(int fd, const std::string& shown) {
+    unsigned char head[8] = {};
+    ssize_t got = 0;
+    for (;;) {
+        got = pread(fd, head, sizeof head, 0);
+        if (got >= 0 || errno != EINTR) break;
+    }
+    if (got < 0) return shown + ": " + strerror(errno);
+    struct stat st {};
+    const long long size = fstat(fd, &st) == 0 ? static_cast<long long>(st.st_size) : got;
+    if (got < 8)
+        return shown + ": not a container (" + std::to_string(size) +
+               " bytes, too short for a volume header)";
+    if (memcmp(head, "VFSv", 4) != 0) return shown + ": not a container (no \"VFSv\" magic)";
+    const int32_t version = static_cast<int32_t>(uint32_t(head[4]) << 24 | uint32_t(head[5]) << 16 |
+                                                 uint32_t(head[6]) << 8 | head[7]);
+    if (version < 1 || version > 3)
+        return shown + ": unsupported format version " + std::to_string(version) +
+               " (1 to 3 are read)";
+    return "";
+}
 
 }  // namespace
 
@@ -36,80 +70,6 @@ string Utf8(const std::string& s) {
 
 std::string Std(const string& s) {
     return std::string(s.CString(), s.Length());
-}
-
-bool ReadWholeFile(const std::string& path, std::vector<unsigned char>* bytes, std::string* error) {
-    const bool useStdin = path == "-";
-    const int fd = useStdin ? 0 : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        *error = path + ": " + strerror(errno);
-        return false;
-    }
-    struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
-        if (!useStdin) close(fd);
-        *error = path + ": is a directory";
-        return false;
-    }
-    bytes->clear();
-    unsigned char buffer[65536];
-    for (;;) {
-        const ssize_t got = read(fd, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) {
-            *error = (useStdin ? std::string("standard input") : path) + ": " + strerror(errno);
-            if (!useStdin) close(fd);
-            return false;
-        }
-        if (got == 0) break;
-        // The memory stream and the format's block offsets are 32-bit.
-        if (bytes->size() + static_cast<size_t>(got) > 0xFFFFFFF0u) {
-            *error = path + ": too large for a container (over 4 GiB)";
-            if (!useStdin) close(fd);
-            return false;
-        }
-        bytes->insert(bytes->end(), buffer, buffer + got);
-    }
-    if (!useStdin) close(fd);
-    return true;
-}
-
-static bool WriteAll(int fd, const unsigned char* bytes, size_t size) {
-    while (size > 0) {
-        const ssize_t put = write(fd, bytes, size);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) return false;
-        bytes += put;
-        size -= static_cast<size_t>(put);
-    }
-    return true;
-}
-
-bool WriteWholeFile(const std::string& path, const unsigned char* bytes, size_t size,
-                    std::string* error) {
-    if (path == "-") {
-        if (!WriteAll(1, bytes, size)) {
-            *error = std::string("standard output: ") + strerror(errno);
-            return false;
-        }
-        return true;
-    }
-    std::string temp = path + ".XXXXXX";
-    const int fd = mkstemp(temp.data());
-    if (fd < 0) {
-        *error = path + ": " + strerror(errno);
-        return false;
-    }
-    const mode_t mask = umask(0);  // mkstemp's 0600 would hide the container from others
-    umask(mask);
-    const bool ok = WriteAll(fd, bytes, size) && fchmod(fd, 0666 & ~mask) == 0 && fsync(fd) == 0;
-    const int saved = errno;
-    if (close(fd) != 0 || !ok || rename(temp.c_str(), path.c_str()) != 0) {
-        *error = path + ": " + strerror(ok ? errno : saved);
-        unlink(temp.c_str());
-        return false;
-    }
-    return true;
 }
 
 std::string UnsafeNameReason(const std::string& raw) {
@@ -126,48 +86,73 @@ std::string UnsafeNameReason(const std::string& raw) {
 Archive::Archive() = default;
 
 Archive::~Archive() {
-    delete mVolume;  // destroys the stream, which it owns
+    std::string ignored;
+    Close(&ignored);
+    mOutput.Drop();
+    if (mLockFd >= 0) close(mLockFd);  // releases the lock
 }
 
-bool Archive::CreateEmpty() {
-    mStream = new FileHandle();
-    mStream->SetBigEndian();
-    mVolume = VHFSVolume::Create(mStream, 1);
-    return mVolume && mVolume->IsValid() && mVolume->GetRoot().type == kDirectoryFileType;
+bool Archive::Close(std::string* error) {
+    bool ok = true;
+    if (mVolume) {
+        // Saved here to see the result; the volume saves it once more on destruction.
+        ok = mVolume->GetBlockVolume()->UpdateBlockMap();
+        delete mVolume;  // flushes and closes the stream
+        mVolume = nullptr;
+        if (!ok) *error = "the block map could not be saved";
+    }
+    if (mFile) {
+        // The stream keeps the first error of any write, flush or close it saw.
+        if (const int failed = mFile->GetLastError()) {
+            ok = false;
+            *error = strerror(failed);
+        }
+        delete mFile;
+        mFile = nullptr;
+    }
+    return ok;
+}
+
+bool Archive::Attach(int fd, const std::string& shown, std::string* error) {
+    long failed = 0;
+    mFile =
+        DataFile::OpenFromHandle(static_cast<unsigned long>(fd), kFileHandleDescriptor, &failed);
+    if (!mFile) {
+        close(fd);
+        *error = shown + ": " + strerror(static_cast<int>(failed));
+        return false;
+    }
+    // As the loader reads containers: big-endian, doubles too.
+    mFile->SetBigEndian();
+    mFile->SetSwapDoubles(true);
+    return true;
 }
 
 bool Archive::Open(const std::string& path, std::string* error) {
-    std::vector<unsigned char> bytes;
-    if (!ReadWholeFile(path, &bytes, error)) return false;
-    const std::string shown = path == "-" ? "standard input" : path;
-    if (bytes.size() < 8) {
-        *error = shown + ": not a container (" + std::to_string(bytes.size()) +
-                 " bytes, too short for a volume header)";
+    const std::string shown = Shown(path);
+    const int fd =
+        path == "-" ? SpoolStandardInput(error) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (path != "-") *error = shown + ": " + strerror(errno);
         return false;
     }
-    mStream = new FileHandle();
-    if (!mStream->WriteData(bytes.data(), static_cast<unsigned>(bytes.size())) ||
-        !mStream->SeekFromStart(0)) {
-        *error = shown + ": out of memory";
-        delete mStream;
-        mStream = nullptr;
+    struct stat st {};
+    if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        close(fd);
+        *error = shown + ": is a directory";
         return false;
     }
-    mStream->SetBigEndian();
-    mStream->SetSwapDoubles(true);
-    mVolume = new VHFSVolume(mStream, 1);
+    if (std::string problem = HeaderProblem(fd, shown); !problem.empty()) {
+        close(fd);
+        *error = problem;
+        return false;
+    }
+    if (!Attach(fd, shown, error)) return false;
+    // Read-only: should the volume try to save a repaired block map, the writes fail and
+    // the file stays as it is.
+    mVolume = new VHFSVolume(mFile, 0);
     if (!mVolume->IsValid()) {
-        const bool magic = memcmp(bytes.data(), "VFSv", 4) == 0;
-        const int32_t version =
-            static_cast<int32_t>(uint32_t(bytes[4]) << 24 | uint32_t(bytes[5]) << 16 |
-                                 uint32_t(bytes[6]) << 8 | bytes[7]);
-        if (!magic)
-            *error = shown + ": not a container (no \"VFSv\" magic)";
-        else if (version < 1 || version > 3)
-            *error = shown + ": unsupported format version " + std::to_string(version) +
-                     " (1 to 3 are read)";
-        else
-            *error = shown + ": damaged container (the first block is unreadable; try 'zqx check')";
+        *error = shown + ": damaged container (the first block is unreadable; try 'zqx check')";
         return false;
     }
     if (mVolume->GetRoot().type != kDirectoryFileType) {
@@ -177,22 +162,113 @@ bool Archive::Open(const std::string& path, std::string* error) {
     return true;
 }
 
-std::vector<unsigned char> Archive::Bytes() {
-    mVolume->FlushToDisk();
-    std::vector<unsigned char> out;
-    ZQ::Handle h = mStream->GetHandle();
-    const auto length = mStream->GetLength();
-    if (h && *h) out.assign(*h, *h + length);
-    return out;
-}
-
-bool Archive::Save(const std::string& path, std::string* error) {
-    const std::vector<unsigned char> bytes = Bytes();
-    if (bytes.empty()) {
-        *error = path + ": the container could not be built (out of memory)";
+bool Archive::OpenForEdit(const std::string& path, std::string* error) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat st {};
+    if (fd < 0 || fstat(fd, &st) != 0) {
+        *error = path + ": " + strerror(errno);
+        if (fd >= 0) close(fd);
         return false;
     }
-    return WriteWholeFile(path, bytes.data(), bytes.size(), error);
+    mLockFd = fd;
+    if (!S_ISREG(st.st_mode)) {
+        *error = path + ": not a regular file; only container files can be changed";
+        return false;
+    }
+    // Another zqx changing the same container would lose one of the two changes.
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        *error =
+            path + (errno == EWOULDBLOCK ? ": being changed by another zqx; not changed"
+                                         : ": can't be locked: " + std::string(strerror(errno)));
+        return false;
+    }
+    struct stat now {};
+    if (stat(path.c_str(), &now) != 0 || now.st_dev != st.st_dev || now.st_ino != st.st_ino) {
+        *error = path + ": replaced while being opened; not changed";
+        return false;
+    }
+    if (std::string problem = HeaderProblem(fd, path); !problem.empty()) {
+        *error = problem;
+        return false;
+    }
+    {
+        // A damaged container is left alone: the volume would repair some damage silently
+        // and build on the rest.
+        MappedFile mapped;
+        if (!mapped.Map(fd)) {
+            *error = path + ": " + strerror(errno);
+            return false;
+        }
+        const CheckReport report = CheckContainer(mapped.Bytes(), mapped.Size());
+        if (!report.problems.empty()) {
+            const size_t n = report.problems.size();
+            *error = path + ": damaged container (" + std::to_string(n) +
+                     (n == 1 ? " problem" : " problems") +
+                     ", the first: " + report.problems[0].message +
+                     "); not changed (see 'zqx check')";
+            return false;
+        }
+    }
+    mShown = path;
+    if (!mOutput.Begin(path, st.st_mode & 07777, error)) return false;
+    const int copy = dup(mOutput.Descriptor());
+    if (lseek(fd, 0, SEEK_SET) != 0 || !CopyDescriptor(fd, mOutput.Descriptor()) || copy < 0) {
+        *error = path + ": copying it to change it: " + strerror(errno);
+        if (copy >= 0) close(copy);
+        return false;
+    }
+    if (!Attach(copy, path, error)) return false;
+    mVolume = new VHFSVolume(mFile, 0);
+    if (!mVolume->IsValid() || mVolume->GetRoot().type != kDirectoryFileType) {
+        *error = path + ": damaged container (no root folder; try 'zqx check')";
+        return false;
+    }
+    mVolume->GetBlockVolume()->SetZeroFill(false);
+    return true;
+}
+
+bool Archive::Create(const std::string& path, std::string* error) {
+    const mode_t mask = umask(0);
+    umask(mask);
+    mShown = Shown(path, true);
+    if (!mOutput.Begin(path, 0666 & ~mask, error)) return false;
+    const int copy = dup(mOutput.Descriptor());
+    if (copy < 0) {
+        *error = Shown(path, true) + ": " + strerror(errno);
+        return false;
+    }
+    if (!Attach(copy, Shown(path, true), error)) return false;
+    mVolume = VHFSVolume::Create(mFile, 0);
+    if (!mVolume || !mVolume->IsValid() || mVolume->GetRoot().type != kDirectoryFileType) {
+        *error = Shown(path, true) + ": could not start a container: " +
+                 strerror(mFile->GetLastError() ? mFile->GetLastError() : EIO);
+        return false;
+    }
+    mVolume->GetBlockVolume()->SetZeroFill(false);
+    return true;
+}
+
+bool Archive::Commit(std::string* error) {
+    std::string why;
+    if (!Close(&why)) {
+        mOutput.Drop();
+        *error = mShown + ": writing failed: " + why;
+        return false;
+    }
+    return mOutput.Commit(error);
+}
+
+bool Archive::Output(dev_t* dev, ino_t* ino) const {
+    if (mOutput.Descriptor() < 0) return false;
+    *dev = mOutput.Device();
+    *ino = mOutput.Inode();
+    return true;
+}
+
+void Archive::SetExtensionData(double bytes) {
+    double block = bytes > 0 ? std::ceil(bytes) + kBlockOverheadBytes : kUsualBlock;
+    if (block < kUsualBlock) block = kUsualBlock;
+    mVolume->GetBlockVolume()->SetBlockSizePrefs(kMinReuse, block, kMaxReuse);
 }
 
 std::string Archive::RawName(uint32_t id) {

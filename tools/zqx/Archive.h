@@ -1,13 +1,18 @@
-// Archive.h - a container held in memory: loading, saving, paths and a bounded tree walk.
+// Archive.h - a container on disk opened as a volume: reading, editing, creating; paths and a
+// bounded tree walk.
 //
-// The whole container is read into a memory stream and opened as a VHFSVolume over it, so
-// that reading never touches the file on disk (the volume saves its block map on close) and
-// edits reach the disk only through Save, which writes a temporary file and renames it into
-// place. Walks guard against damaged directories: each item is visited once, depth and
-// counts are bounded, and members whose names are unsafe to use on disk are flagged.
+// The volume works on the container file itself through the library's disk stream, so
+// memory use does not grow with the container. Reading opens the file read-only (standard
+// input is spooled to a temporary file first). Editing and creating work on a temporary
+// file beside the destination (DiskFiles.h) that Commit renames into place; an archive
+// destroyed without Commit leaves the destination as it was. Walks guard against damaged
+// directories: each item is visited once, depth and counts are bounded, and members whose
+// names are unsafe to use on disk are flagged.
 // Not here: the raw structural check (ContainerCheck.h), any command's output.
 #ifndef ZYNE_TOOLS_ZQX_ARCHIVE_H
 #define ZYNE_TOOLS_ZQX_ARCHIVE_H
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <functional>
@@ -15,18 +20,12 @@
 #include <string>
 #include <vector>
 
+#include "DiskFiles.h"
 #include "virtualvolume/VHFSVolume.h"
 
-class FileHandle;
+class DataFile;
 
 namespace zqx {
-
-/// Reads a whole file, or standard input for "-". False with a message in *error.
-bool ReadWholeFile(const std::string& path, std::vector<unsigned char>* bytes, std::string* error);
-/// Writes bytes to `path` through a temporary file in the same folder renamed into place,
-/// or to standard output for "-". False with a message in *error.
-bool WriteWholeFile(const std::string& path, const unsigned char* bytes, size_t size,
-                    std::string* error);
 
 /// The framework's text, tagged UTF-8, from bytes; and back.
 string Utf8(const std::string& s);
@@ -51,19 +50,32 @@ struct Member {
 class Archive {
 public:
     Archive();
+    /// Closes the volume; a file being written and not committed is removed.
     ~Archive();
     Archive(const Archive&) = delete;
     Archive& operator=(const Archive&) = delete;
 
-    /// A new, empty container in memory. False when the volume could not be made.
-    bool CreateEmpty();
-    /// Reads `path` ("-" = standard input) and opens it. False with a message naming
-    /// what is wrong (unreadable, not a container, no root folder).
+    /// Opens `path` ("-" = standard input) for reading. False with a message naming what is
+    /// wrong (unreadable, not a container, no root folder).
     bool Open(const std::string& path, std::string* error);
-    /// Flushes the volume and writes the bytes to `path` ("-" = standard output).
-    bool Save(const std::string& path, std::string* error);
-    /// The bytes of the container as they stand (the block map is saved first).
-    std::vector<unsigned char> Bytes();
+    /// Opens the regular file `path` for changing. It is locked against other zqx edits,
+    /// refused when damaged (what 'zqx check' reports) and copied beside itself; the
+    /// volume works on the copy. False with a message; `path` is never changed here.
+    bool OpenForEdit(const std::string& path, std::string* error);
+    /// A new, empty container in a temporary file beside `path` ("-" = standard output).
+    /// False with a message.
+    bool Create(const std::string& path, std::string* error);
+    /// After OpenForEdit or Create: closes the volume (its block map saved), puts the file
+    /// on disk and renames it over the destination (copies it out for "-"). False with a
+    /// message when any write failed; the destination then stays as it was.
+    bool Commit(std::string* error);
+    /// The temporary file being written (dev, inode), so walks over sources can skip it;
+    /// false when nothing is being written.
+    bool Output(dev_t* dev, ino_t* ino) const;
+
+    /// Sizes the blocks the next chain extensions get: `bytes` of data (header and trailer
+    /// come on top), at least the usual 1024-byte block. 0 restores the usual size.
+    void SetExtensionData(double bytes);
 
     VHFSVolume& Volume() { return *mVolume; }
     VFileRef Root() { return mVolume->GetRoot(); }
@@ -90,8 +102,14 @@ public:
               const std::function<void(const std::string&)>& problem);
 
 private:
-    FileHandle* mStream = nullptr;  // owned by mVolume once it is made
+    bool Attach(int fd, const std::string& shown, std::string* error);
+    bool Close(std::string* error);
+
+    DataFile* mFile = nullptr;      // owned; the volume's stream
     VHFSVolume* mVolume = nullptr;  // owned
+    OutputFile mOutput;             // the file being written, if any
+    std::string mShown;             // its destination, for messages
+    int mLockFd = -1;               // the container being edited, locked; owned
 };
 
 /// POSIX seconds (since 1970-01-01 UTC) as a date-scale value (seconds since 1904).

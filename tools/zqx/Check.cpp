@@ -1,25 +1,43 @@
 // Check.cpp - the check command: the structural report on one container.
 //
 // Prints every problem with its offset, then a summary; --json gives the same as one
-// object. Exit status 0 only for a container without problems.
+// object. Exit status 0 only for a container without problems. The container is mapped
+// read-only (standard input is spooled to a temporary file first), not read into memory.
 // Not here: the checks themselves (ContainerCheck.cpp).
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "Archive.h"
 #include "Commands.h"
 #include "ContainerCheck.h"
+#include "DiskFiles.h"
 
 namespace zqx {
 
 int RunCheck(const CheckOptions& o) {
-    std::vector<unsigned char> bytes;
+    const std::string shown = Shown(o.container);
     std::string error;
-    if (!ReadWholeFile(o.container, &bytes, &error)) {
-        ErrorText(error);
+    const int fd = o.container == "-" ? SpoolStandardInput(&error)
+                                      : open(o.container.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        ErrorText(o.container == "-" ? error : shown + ": " + strerror(errno));
         return kExitFailed;
     }
-    const std::string shown = o.container == "-" ? "standard input" : o.container;
-    const CheckReport report = CheckContainer(bytes.data(), bytes.size());
+    struct stat st {};
+    MappedFile mapped;
+    const bool directory = fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
+    const bool ok = !directory && mapped.Map(fd);
+    const int failed = errno;
+    close(fd);
+    if (!ok) {
+        ErrorText(shown + ": " + (directory ? "is a directory" : strerror(failed)));
+        return kExitFailed;
+    }
+    const CheckReport report = CheckContainer(mapped.Bytes(), mapped.Size());
     const bool clean = report.problems.empty();
     if (o.json) {
         nlohmann::json problems = nlohmann::json::array();
@@ -29,7 +47,7 @@ int RunCheck(const CheckOptions& o) {
             problems.push_back(j);
         }
         const nlohmann::json doc = {{"container", o.container},  {"clean", clean},
-                                    {"version", report.version}, {"size", bytes.size()},
+                                    {"version", report.version}, {"size", mapped.Size()},
                                     {"blocks", report.blocks},   {"freeBlocks", report.freeBlocks},
                                     {"files", report.files},     {"items", report.items},
                                     {"notes", report.notes},     {"problems", problems}};

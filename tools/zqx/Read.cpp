@@ -19,6 +19,7 @@
 
 #include "Archive.h"
 #include "Commands.h"
+#include "DiskFiles.h"
 #include "core/DateScale.h"
 
 namespace zqx {
@@ -252,7 +253,7 @@ public:
         }
         const unsigned long long length = stream->GetLength();
         unsigned long long done = 0;
-        std::vector<unsigned char> buffer(1 << 16);
+        std::vector<unsigned char> buffer(kCopyChunk);
         bool ok = true;
         while (ok && done < length) {
             int got = 0;
@@ -264,15 +265,10 @@ public:
                 ok = false;
                 break;
             }
-            for (size_t at = 0; at < size_t(got);) {
-                const ssize_t put = write(fd, buffer.data() + at, size_t(got) - at);
-                if (put < 0 && errno == EINTR) continue;
-                if (put <= 0) {
-                    *why = strerror(errno);
-                    ok = false;
-                    break;
-                }
-                at += size_t(put);
+            if (!WriteAll(fd, buffer.data(), size_t(got))) {
+                *why = strerror(errno);
+                ok = false;
+                break;
             }
             done += unsigned(got);
         }

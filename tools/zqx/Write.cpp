@@ -1,9 +1,11 @@
 // Write.cpp - the commands that build or change containers: create, plugin, add, rm, mkdir.
 //
-// Containers are built in memory and written once at the end (temporary file, rename), so
-// a failed run leaves any existing container untouched. Folder contents go in sorted byte
-// order and every date can be fixed, so equal inputs give equal bytes. Only regular files
-// and folders are stored; anything else is named and skipped.
+// Containers are built in a temporary file beside the destination and renamed into place
+// at the end (Archive.h), so a failed run leaves any existing container untouched. File
+// contents are copied in bounded chunks straight from disk into the volume. Folder
+// contents go in sorted byte order and every date can be fixed, so equal inputs give
+// equal bytes. Only regular files and folders are stored; anything else is named and
+// skipped.
 // Not here: reading members back out (Read.cpp).
 #include <dirent.h>
 #include <fcntl.h>
@@ -18,13 +20,22 @@
 
 #include "Archive.h"
 #include "Commands.h"
+#include "DiskFiles.h"
 #include "core/DateScale.h"
+#include "virtualvolume/VFile.h"
 
 namespace zqx {
 
 namespace {
 
 constexpr int kMaxSourceDepth = 512;
+
+// Content bytes that fit in an item's first block after its 256-byte header, when the
+// block is a new one of the usual 1024 bytes (32 of which are block header and trailer).
+constexpr uint64_t kFirstBlockContent = 1024 - 32 - 256;
+// The largest block a file's content is given. Bigger files take several; the limit keeps
+// the waste small when a file grows while it is read.
+constexpr uint64_t kMaxContentBlock = uint64_t{64} << 20;
 
 // The name a path is stored under: its last part, or for "." and ".." the real folder's.
 std::string BaseName(const std::string& path) {
@@ -48,14 +59,17 @@ public:
     Builder(Archive& archive, uint32_t type, std::optional<double> date, const Messages& msg)
         : mArchive(archive), mType(type), mDate(date), mMsg(msg) {}
 
-    /// Skips the container being written when it already exists among the inputs.
-    void ExcludeOutput(const std::string& output) {
+    /// Skips `path` (the container being written or changed) when it is met among the
+    /// inputs; nothing when it does not exist.
+    void Exclude(const std::string& path) {
         struct stat st {};
-        if (output != "-" && stat(output.c_str(), &st) == 0) {
-            mExcludeDev = st.st_dev;
-            mExcludeIno = st.st_ino;
-            mExclude = true;
-        }
+        if (path != "-" && stat(path.c_str(), &st) == 0)
+            mExcluded.emplace_back(st.st_dev, st.st_ino);
+    }
+    /// Passes over the temporary file the archive writes, which may lie inside an input
+    /// folder; silently, since it is no file of the user's.
+    void ExcludeOutputOf(const Archive& archive) {
+        mHasTemp = archive.Output(&mTempDev, &mTempIno);
     }
 
     /// Adds `source` (a folder with everything in it, sorted) under `name` in `parent`;
@@ -67,7 +81,9 @@ public:
             Skip(source, strerror(errno));
             return;
         }
-        if (mExclude && st.st_dev == mExcludeDev && st.st_ino == mExcludeIno) {
+        if (mHasTemp && st.st_dev == mTempDev && st.st_ino == mTempIno) return;
+        if (std::find(mExcluded.begin(), mExcluded.end(), std::pair(st.st_dev, st.st_ino)) !=
+            mExcluded.end()) {
             Skip(source, "is the container being written");
             return;
         }
@@ -102,28 +118,29 @@ public:
                                              : "not a regular file or folder");
             return;
         }
-        std::vector<unsigned char> bytes;
-        std::string error;
-        if (!ReadWholeFile(source, &bytes, &error)) {
-            Skip(source, error.substr(error.find(": ") + 2));
+        // Opened without following links: the name may have changed since lstat.
+        const int fd = open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        struct stat opened {};
+        if (fd < 0 || fstat(fd, &opened) != 0 || !S_ISREG(opened.st_mode)) {
+            Skip(source, fd < 0 ? strerror(errno) : "not a regular file");
+            if (fd >= 0) close(fd);
             return;
         }
         VFileRef file = mArchive.Volume().CreateFile(parent, Utf8(name), mType);
         VFile* stream = file.type ? mArchive.Volume().OpenFile(file) : nullptr;
-        bool ok = stream != nullptr;
-        for (size_t at = 0; ok && at < bytes.size(); at += 1 << 20) {
-            const size_t chunk = std::min<size_t>(bytes.size() - at, 1 << 20);
-            ok = stream->WriteData(bytes.data() + at, unsigned(chunk));
-        }
+        uint64_t stored = 0;
+        std::string why = "could not store the file in the container";
+        bool ok = stream && CopyIn(fd, uint64_t(opened.st_size), stream, &stored, &why);
+        close(fd);
         if (stream) ok = stream->Close() && ok;
         delete stream;
         if (!ok || !mArchive.SetDates(file, when, when)) {
-            Fail(shown, "could not store the file in the container");
+            Fail(shown, why);
             return;
         }
         if (mMsg.verbose) fprintf(mMsg.out(), "%s\n", shown.c_str());
         ++files;
-        contentBytes += bytes.size();
+        contentBytes += stored;
     }
 
     int files = 0;
@@ -133,6 +150,35 @@ public:
     unsigned long long contentBytes = 0;
 
 private:
+    // Copies the open file `fd` (`planned` bytes by its size) into `stream` in bounded
+    // chunks. The first chunk fills the item's first block; after it the chain grows by
+    // blocks sized to what is left, so a big file takes a few blocks instead of one per
+    // KiB. Block sizes depend only on file sizes, so equal inputs still give equal bytes.
+    bool CopyIn(int fd, uint64_t planned, VFile* stream, uint64_t* done, std::string* why) {
+        std::vector<unsigned char> buffer(kCopyChunk);
+        bool ok = true;
+        while (ok) {
+            const size_t want =
+                *done < kFirstBlockContent ? size_t(kFirstBlockContent - *done) : buffer.size();
+            const ssize_t got = read(fd, buffer.data(), want);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) {
+                *why = std::string("reading it failed: ") + strerror(errno);
+                ok = false;
+                break;
+            }
+            if (got == 0) break;
+            const uint64_t left = planned > *done ? planned - *done : 0;
+            // Bytes beyond the planned size (the file grew) go into usual blocks.
+            mArchive.SetExtensionData(
+                left >= uint64_t(got) ? double(std::min(left, kMaxContentBlock)) : 0.0);
+            ok = stream->WriteData(buffer.data(), unsigned(got));
+            if (ok) *done += uint64_t(got);
+        }
+        mArchive.SetExtensionData(0);
+        return ok;
+    }
+
     bool ListDirectory(const std::string& path, std::vector<std::string>* names) {
         DIR* dir = opendir(path.c_str());
         if (!dir) {
@@ -160,9 +206,10 @@ private:
     uint32_t mType;
     std::optional<double> mDate;
     Messages mMsg;
-    bool mExclude = false;
-    dev_t mExcludeDev = 0;
-    ino_t mExcludeIno = 0;
+    std::vector<std::pair<dev_t, ino_t>> mExcluded;  // files never stored, named when met
+    bool mHasTemp = false;                           // the archive's own temporary file
+    dev_t mTempDev = 0;
+    ino_t mTempIno = 0;
 };
 
 std::string Plural(int n, const char* one, const char* many) {
@@ -180,8 +227,9 @@ std::string Summary(const Builder& b) {
 
 // A new container with the root dated like its members.
 bool NewArchive(Archive& archive, std::optional<double> date, const std::string& output) {
-    if (!archive.CreateEmpty()) {
-        Error(output, "could not create a container in memory");
+    std::string error;
+    if (!archive.Create(output, &error)) {
+        ErrorText(error);
         return false;
     }
     if (date) archive.SetDates(archive.Root(), *date, *date);
@@ -285,11 +333,12 @@ int RunCreate(const CreateOptions& o) {
     Archive archive;
     if (!NewArchive(archive, date, o.output)) return kExitFailed;
     Builder builder(archive, type, date, o.msg);
-    builder.ExcludeOutput(o.output);
+    builder.Exclude(o.output);
+    builder.ExcludeOutputOf(archive);
     const VFileRef root = archive.Root();
     for (const auto& [name, source] : tops) builder.Add(root, source, name, name);
     std::string error;
-    if (!archive.Save(o.output, &error)) {
+    if (!archive.Commit(&error)) {
         ErrorText(error);
         return kExitFailed;
     }
@@ -332,16 +381,18 @@ int RunPlugin(const PluginOptions& o) {
         }
     }
     for (const std::string& lib : o.linuxLibs) {
-        std::vector<unsigned char> head;
-        std::string error;
-        if (!ReadWholeFile(lib, &head, &error)) {
-            Error(lib, error.substr(error.find(": ") + 2));
+        unsigned char head[4] = {};
+        const int fd = open(lib.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
+            Error(lib, strerror(errno));
             return kExitFailed;
         }
-        if (head.size() < 4 || memcmp(head.data(),
-                                      "\x7F"
-                                      "ELF",
-                                      4) != 0) {
+        const ssize_t got = read(fd, head, sizeof head);
+        close(fd);
+        if (got != 4 || memcmp(head,
+                               "\x7F"
+                               "ELF",
+                               4) != 0) {
             Error(lib, "not an ELF shared library; the loader could not load it");
             return kExitFailed;
         }
@@ -356,7 +407,8 @@ int RunPlugin(const PluginOptions& o) {
     Archive archive;
     if (!NewArchive(archive, date, o.output)) return kExitFailed;
     Builder builder(archive, type, date, o.msg);
-    builder.ExcludeOutput(o.output);
+    builder.Exclude(o.output);
+    builder.ExcludeOutputOf(archive);
     const double when = date ? *date : DateScaleNow();
     auto folder = [&](const VFileRef& parent, const std::string& name, const std::string& shown) {
         VFileRef dir = archive.Volume().CreateDirectory(parent, Utf8(name));
@@ -406,7 +458,7 @@ int RunPlugin(const PluginOptions& o) {
     const VFileRef palette = folder(ideDir, "Controls Palette", ide + "/Controls Palette");
     if (!o.iconsDir.empty()) contents(palette, o.iconsDir, ide + "/Controls Palette");
     std::string error;
-    if (!archive.Save(o.output, &error)) {
+    if (!archive.Commit(&error)) {
         ErrorText(error);
         return kExitFailed;
     }
@@ -426,17 +478,18 @@ int OpenForEdit(Archive& archive, const std::string& path) {
         return kExitUsage;
     }
     std::string error;
-    if (!archive.Open(path, &error)) {
+    if (!archive.OpenForEdit(path, &error)) {
         ErrorText(error);
         return kExitFailed;
     }
     return kExitOK;
 }
 
+// Puts the changed copy in place of the container.
 int SaveEdit(Archive& archive, const std::string& path) {
     std::string error;
-    if (!archive.Save(path, &error)) {
-        ErrorText(error);
+    if (!archive.Commit(&error)) {
+        ErrorText(error + "; " + path + " not changed");
         return kExitFailed;
     }
     return kExitOK;
@@ -531,7 +584,8 @@ int RunAdd(const EditOptions& o) {
         return kExitFailed;
     }
     Builder builder(archive, type, date, o.msg);
-    builder.ExcludeOutput(o.container);
+    builder.Exclude(o.container);
+    builder.ExcludeOutputOf(archive);
     builder.Add(parent, o.source, name, shown);
     if (builder.files + builder.folders == 0) return kExitFailed;
     if (SaveEdit(archive, o.container) != kExitOK) return kExitFailed;
