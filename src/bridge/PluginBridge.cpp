@@ -97,15 +97,7 @@ ZYNEobject PluginBridge::GetPluginDefinition(long index) {
     return NewPluginDefinitionObject(definitions[index]);
 }
 
-bool PluginBridge::LoadPlugin(ZYNEobject location) {
-    // Hook for the loader: it will make a FolderItemImpUnix of the location's path, try
-    // it as a bare library and then as a container, and clear the current definition and
-    // bridge before returning. Until then nothing is loaded.
-    (void)location;
-    SetCurrentPluginDefinition(nullptr);
-    SetCurrentPluginBridge(nullptr);
-    return false;
-}
+// PluginBridge::LoadPlugin and the rest of the loader are in PluginLoader.cpp.
 
 ZYNEstring PluginBridge::GetDependency(long index) {
     // Deliberate: the index is not bounded; reading past the end grows the list to

@@ -4,7 +4,8 @@
 // One PluginBridge lives in the instance data of each host "PluginBridge" object. It holds
 // one reference on every PluginDefinition record it loaded, the host strings naming the
 // classes guests asked for while loading, and the last plug-in's name and help flag.
-// Not here (yet): loading itself; LoadPlugin answers false until the loader exists.
+// Loading itself (bare libraries and containers, extraction into the temporary data
+// folder) is in PluginLoader.cpp.
 #ifndef ZYNE_BRIDGE_PLUGIN_BRIDGE_H
 #define ZYNE_BRIDGE_PLUGIN_BRIDGE_H
 
@@ -38,12 +39,48 @@ public:
     /// A new host "PluginDefinition" object sharing the record at `index` (which gains a
     /// reference); nil when index is not in 0 .. Count() - 1.
     ZYNEobject GetPluginDefinition(long index);
-    /// Loads the plug-in file at `location`. The loader does not exist yet: always false.
+    /// Loads the plug-in file at `location` (a host FolderItem): a file starting with the
+    /// ELF magic as a bare library, else a file named "*.zqx" (any case) as a container.
+    /// True when a library was loaded (for a container: the last top-level folder's
+    /// answer). Records are appended to `definitions` even when false. The current
+    /// definition and bridge are nil again when it returns.
     bool LoadPlugin(ZYNEobject location);
     /// The dependency string at `index`, locked once more for the caller. The index is not
     /// bounded: reading at or past DependencyCount() first grows the list to index + 1,
     /// and the slots so added read nil. Nil for a negative index.
     ZYNEstring GetDependency(long index);
+
+    // ----- The loader (PluginLoader.cpp). Items passed in stay owned by the caller. -----
+
+    /// Whether `item`'s first four bytes are 7F 'E' 'L' 'F'. False when it cannot be read
+    /// or is shorter.
+    static bool IsNativeSharedLibraryFile(FolderItemImp* item);
+    /// Whether `item`'s name ends in ".zqx", compared without regard to case. The contents
+    /// are not looked at.
+    static bool IsZQXFile(FolderItemImp* item);
+    /// Whether `item` is a file the loader can do something with: a bare library or a
+    /// container.
+    static bool IsCodeResource(FolderItemImp* item);
+    /// Loads `item` in place as a bare library into the current definition, or into a new
+    /// record appended to `definitions`. False (and no new record) when the library does
+    /// not load or has no ZYNEPluginMain.
+    bool LoadNativeSharedLibrary(FolderItemImp* item);
+    /// Loads the family folder `folder` of the container `containerFile`: one record per
+    /// library index, appended to `definitions` whether or not its library loads. True
+    /// when a Linux library loaded and `definitions` is not empty.
+    bool LoadPluginFromVirtualVolume(FolderItemImp* folder, FolderItemImp* containerFile);
+    /// Marks the records for the libraries of one Mac target folder (`targetFolder`, which
+    /// is destroyed; nil is harmless) in `defs`, making records as needed. Loads nothing
+    /// and returns `result` unchanged.
+    bool LoadMacCarbonPluginFromVVFolder(FolderItemImp* targetFolder,
+                                         FolderItemImp* containerFile,
+                                         SimpleVector<PluginDefinition*>& defs, long target,
+                                         bool result);
+    /// Extracts `length` bytes of the library `name` into the temporary data folder under a
+    /// free name "<n><name>", locks the file for the current definition's lifetime, loads
+    /// it and runs its ZYNEPluginMain with the guest resolver. False when any step fails;
+    /// three of those failures print a line on standard output.
+    bool LoadLinuxPlugin(const string& name, const void* bytes, unsigned long long length);
 
     ZYNEobject owner;                               // the host object; not owned
     bool hasHelp = false;                           // set by the loader

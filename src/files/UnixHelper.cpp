@@ -1,10 +1,13 @@
-// UnixHelper.cpp - EscapeString and ExecuteShell.
+// UnixHelper.cpp - EscapeString, ExecuteShell and LoadLibrary.
 //
-// ExecuteShell forks with vfork: the child only rearranges descriptors and execs, so the
-// borrowed address space is never written. Everything the child needs (the command's C
-// text, the descriptor limit) is computed before the fork.
+// ExecuteShell and the loader-cache query fork with vfork: the child only rearranges
+// descriptors and execs, so the borrowed address space is never written. Everything the
+// child needs (the command's C text, the descriptor limit) is computed before the fork.
 #include "files/UnixHelper.h"
 
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -115,6 +118,141 @@ string ExecuteShell(const string& command, unsigned char captureOutput) {
         }
     }
     return result;
+}
+
+// ----- LoadLibrary ----------------------------------------------------------------------
+
+namespace {
+
+// dlopen's flag 1: lazy binding, symbols kept local.
+constexpr int kLazyLocal = RTLD_LAZY;
+// Symbolic links followed from one path at most; a longer chain is taken for a cycle.
+constexpr int kMaxLinkHops = 40;
+// readlink's buffer, zeroed before each read.
+constexpr size_t kLinkBufferBytes = 1024;
+// The loader-cache pipe is read this many bytes at a time.
+constexpr size_t kCacheChunkBytes = 512;
+
+// The loader cache: everything "/sbin/ldconfig -p" wrote, read once per process.
+string gLoaderCache;
+bool gLoaderCacheRead = false;
+
+void* Open(const char* path) {
+    return dlopen(path, kLazyLocal);
+}
+
+// Follows symbolic links from `path` (or `path` + ".so" when `path` has no status),
+// dlopening each target, until a target loads or a path is not a link.
+void* OpenByFollowingLinks(string path) {
+    struct stat info;
+    if (lstat(path.CString(), &info) != 0) {
+        path += ".so";
+        if (lstat(path.CString(), &info) != 0) return nullptr;
+    }
+    for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+        if (hop > 0 && lstat(path.CString(), &info) != 0) return nullptr;
+        if (!S_ISLNK(info.st_mode)) return nullptr;
+        char target[kLinkBufferBytes];
+        memset(target, 0, sizeof target);
+        // One byte short of the buffer, so the zero after the target always stays.
+        if (readlink(path.CString(), target, sizeof target - 1) < 0) return nullptr;
+        // Deliberate: a relative target is opened as it stands (the loader searches its
+        // own paths for a bare name), not relative to the link's folder.
+        if (void* handle = Open(target)) return handle;
+        path = string();
+        path.ConstructFromBuffer(target, static_cast<unsigned>(strlen(target)));
+    }
+    return nullptr;
+}
+
+// Runs "/sbin/ldconfig -p" through "/bin/sh" the first time it is needed and keeps what
+// it wrote (standard output and standard error) in gLoaderCache.
+void ReadLoaderCache() {
+    if (gLoaderCacheRead) return;
+    gLoaderCacheRead = true;
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return;
+    const long openMax = sysconf(_SC_OPEN_MAX);
+    const int readEnd = fds[0];
+    const int writeEnd = fds[1];
+
+    const pid_t child = vfork();
+    if (child == 0) {
+        // dup2 clears close-on-exec on 1 and 2; both pipe ends close at the exec.
+        dup2(writeEnd, 1);
+        dup2(writeEnd, 2);
+        CloseDescriptorsFrom3(openMax);
+        execlp("/bin/sh", "sh", "-c", "/sbin/ldconfig -p", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(writeEnd);
+    if (child > 0) {
+        char* collected = nullptr;
+        size_t size = 0;
+        size_t capacity = 0;
+        char chunk[kCacheChunkBytes];
+        for (;;) {
+            const ssize_t got = read(readEnd, chunk, sizeof chunk);
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) break;
+            if (!AppendBytes(&collected, &size, &capacity, chunk, static_cast<size_t>(got))) break;
+        }
+        if (size > 0) gLoaderCache.ConstructFromBuffer(collected, static_cast<unsigned>(size));
+        free(collected);
+        int status = 0;
+        while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+    }
+    close(readEnd);
+}
+
+// Every cache line holding `name` ("\tlibz.so.1 (libc6,x86-64) => /lib/.../libz.so.1"):
+// its path is opened, then the links from it are followed. The first handle wins.
+void* OpenFromLoaderCache(const string& name) {
+    ReadLoaderCache();
+    const char* text = gLoaderCache.CString();
+    const char* end = text + gLoaderCache.Length();
+    const char* from = text;
+    while (from < end) {
+        const auto* hit = static_cast<const char*>(
+            memmem(from, static_cast<size_t>(end - from), name.CString(), name.Length()));
+        if (hit == nullptr) return nullptr;
+        const char* afterHit = hit + name.Length();
+        const auto* arrow = static_cast<const char*>(
+            memmem(afterHit, static_cast<size_t>(end - afterHit), "=>", 2));
+        if (arrow == nullptr) return nullptr;
+        const auto* lineEnd =
+            static_cast<const char*>(memchr(afterHit, '\n', static_cast<size_t>(end - afterHit)));
+        if (lineEnd != nullptr && arrow > lineEnd) {
+            from = afterHit;  // this line names no path for the hit
+            continue;
+        }
+        // The path starts three characters after "=>" and runs to the first CR or LF.
+        const char* start = arrow + 3 <= end ? arrow + 3 : end;
+        const char* stop = start;
+        while (stop < end && *stop != '\r' && *stop != '\n') ++stop;
+        string path;
+        path.ConstructFromBuffer(start, static_cast<unsigned>(stop - start));
+        path = trim(path);
+        if (!path.IsEmpty()) {
+            if (void* handle = Open(path.CString())) return handle;
+            if (void* handle = OpenByFollowingLinks(path)) return handle;
+        }
+        from = stop;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void* LoadLibrary(const string& name) {
+    if (name.IsEmpty()) return nullptr;
+    if (void* handle = Open(name.CString())) return handle;
+    if (memmem(name.CString(), name.Length(), ".so", 3) == nullptr) {
+        if (void* handle = Open((name + ".so").CString())) return handle;
+    }
+    if (void* handle = OpenByFollowingLinks(name)) return handle;
+    return OpenFromLoaderCache(name);
 }
 
 }  // namespace UnixHelper

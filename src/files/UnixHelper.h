@@ -1,11 +1,13 @@
-// UnixHelper.h - talking to the POSIX shell: quoting text, running a command line.
+// UnixHelper.h - talking to the POSIX shell: quoting text, running a command line, and
+// finding a system library by name.
 //
 // File operations that the framework hands to standard tools ("cp", "mv -f", "chmod +x")
 // build their command lines with EscapeString and run them with the C library's system();
-// ExecuteShell serves callers that want a command's output.
+// ExecuteShell serves callers that want a command's output. LoadLibrary finds a shared
+// library the way a user names it ("libz", "libm.so"), down to the loader cache.
 // Deliberately not a general shell quoter: only the seven characters of
 // kShellSpecialCharacters are escaped; $, `, ;, |, *, ?, tabs and newlines pass as they are.
-// Not here: loading shared libraries (the plug-in loader's business).
+// Not here: loading plug-ins (bridge/PluginLoader.cpp), which never searches by name.
 #ifndef ZYNE_FILES_UNIX_HELPER_H
 #define ZYNE_FILES_UNIX_HELPER_H
 
@@ -30,6 +32,15 @@ string EscapeString(const string& text, const string& characters);
 /// empty. The exit status is not reported: a failed pipe, fork or exec gives an empty or
 /// partial result. Blocks until the child exits.
 string ExecuteShell(const string& command, unsigned char captureOutput);
+
+/// Loads the shared library `name` with lazy binding, trying in turn: `name` as it is;
+/// `name` + ".so" when it holds no ".so"; the targets of the symbolic links starting at
+/// `name` (or `name` + ".so"); then every entry of the loader cache whose line contains
+/// `name`, by its path and by the links from that path. The cache is the output of
+/// "/sbin/ldconfig -p", read once per process on first need (empty when the command could
+/// not run) and never again. The first handle wins; the caller dlcloses it. Nil when
+/// nothing loads or `name` is empty.
+void* LoadLibrary(const string& name);
 
 }  // namespace UnixHelper
 
