@@ -1,0 +1,1084 @@
+// ResolverTest.cpp - the resolver the bridge hands to guests: its table of answers, the
+// registration captures, class references and design-time instances, the property and
+// method services, the database dialog delegate and the control placeholders.
+//
+// Unit tests drive a fresh copy of the bridge per test (the resolver probe, built from
+// the static objects and unloaded afterwards) against the reference host, without loading
+// the real bridge. The end-to-end tests load the real bridge and a purpose-built guest
+// that asks its resolver for names from inside its entry point and reports what it got
+// through a service the test provides.
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <ftw.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ReferenceHost.h"
+
+namespace {
+
+using zyne::host::ReferenceHost;
+
+template <class F>
+F As(void* function) {
+    return reinterpret_cast<F>(function);
+}
+
+// Fresh per test: ResolverTest::SetUp fills it.
+struct Probe {
+    void (*main)(ZYNEResolver);
+    void* (*resolve)(const char*, ZYNEResolver, bool*);
+    void* (*guestResolver)();
+    void* (*beginLoad)();
+    void (*endLoad)();
+    long (*count)(const void*, int);
+    void (*item)(void*, int, long, void**, void**);
+    void* (*owner)(const char*);
+    void (*forgetOwner)(const void*);
+    long (*dependencyCount)();
+    ZYNEstring (*dependency)(long);
+    void (*installDelegate)(ZYNEobject);
+    void* (*lastEngine)();
+    void* (*guestClass)(ZYNEobject);
+    void* (*guestData)(ZYNEobject);
+    void (*freeAll)();
+};
+
+// The record lists, in record order (the probe's numbering).
+enum List {
+    kClasses,
+    kControls,
+    kInterfaces,
+    kMethods,
+    kStructures,
+    kEnums,
+    kModules,
+    kClassExtensions,
+    kEngines,
+    kDataSourceInterfaces,
+    kDataSources,
+    kConnections
+};
+
+// ----- A fake host resolver for BridgeResolve's own argument ------------------------------
+
+std::vector<std::string> gFakeHostAsked;
+int gHostOnlyService;
+
+void* FakeHost(const char* name) {
+    gFakeHostAsked.push_back(name != nullptr ? name : "(null)");
+    if (name != nullptr && std::strcmp(name, "HostOnlyService") == 0) return &gHostOnlyService;
+    return nullptr;
+}
+
+// ----- The guest class Foo ------------------------------------------------------------------
+
+ZYNEobject gConstructed = nullptr;
+void FooConstructor(ZYNEobject self) {
+    gConstructed = self;
+}
+
+struct RoutineCall {
+    ZYNEobject object = nullptr;
+    long param = 0;
+    long value = 0;
+    int calls = 0;
+};
+RoutineCall gComputedGet, gComputedSet;
+long ComputedGet(ZYNEobject object, long param) {
+    gComputedGet = {object, param, 0, gComputedGet.calls + 1};
+    return 1000 + param;
+}
+void ComputedSet(ZYNEobject object, long param, long value) {
+    gComputedSet = {object, param, value, gComputedSet.calls + 1};
+}
+
+long AddInteger(ZYNEobject, long) {
+    return 1;
+}
+long AddText(ZYNEobject, ZYNEstring) {
+    return 2;
+}
+long Reset(ZYNEobject) {
+    return 3;
+}
+
+ZYNEproperty Field(const char* name, const char* type, long offset) {
+    return {"", name, type, 0, ZYNE_DIRECT_FIELD, ZYNE_DIRECT_FIELD, offset, nullptr, 0, nullptr};
+}
+
+// Guest data layout of Foo (byte offsets): Count 0, Ratio 8, Flag 16, Label 24, Twin (as
+// double) 32, Twin (as integer) 40, Owner 48.
+struct FooRecords {
+    ZYNEproperty properties[10] = {
+        Field("Count", "Integer", 0),
+        Field("Ratio", "Double", 8),
+        Field("Flag", "Boolean", 16),
+        Field("Label", "String", 24),
+        {"", "Computed", "integer", 0, reinterpret_cast<void*>(&ComputedGet),
+         reinterpret_cast<void*>(&ComputedSet), 5, nullptr, 0, nullptr},
+        {"", "Hidden", "Integer", 0, nullptr, nullptr, 0, nullptr, 0, nullptr},
+        Field("Twin", "Double", 32),
+        Field("Twin", "Integer", 40),
+        Field("Far", "Integer", 5000),
+        Field("Owner", "Widget", 48),
+    };
+    ZYNEmethodDefinition methods[3] = {
+        {reinterpret_cast<void*>(&AddInteger), nullptr, "Add( value as Integer ) as Integer", 0},
+        {reinterpret_cast<void*>(&AddText), nullptr, "Add( value as String )", 0},
+        {reinterpret_cast<void*>(&Reset), nullptr, "Reset()", 0},
+    };
+    ZYNEclassDefinition foo{};
+    FooRecords() {
+        foo.version = 9;
+        foo.name = "Foo";
+        foo.dataSize = 64;
+        foo.constructor = &FooConstructor;
+        foo.properties = properties;
+        foo.propertyCount = 10;
+        foo.methods = methods;
+        foo.methodCount = 3;
+    }
+};
+
+// ----- Database delegate fakes ----------------------------------------------------------------
+
+struct DelegateCalls {
+    std::vector<std::string> log;
+    ZYNEobject window = nullptr;                     // what CreateDialog answers
+    ZYNEstring answer = nullptr;                     // what ShowDialog answers
+    std::map<ZYNEobject, std::vector<char>> blocks;  // memory blocks the fake host made
+    std::vector<char> received;                      // the bytes AddDatasource found in its block
+    std::string displayName, sourceName;
+    unsigned long displayTag = 0, sourceTag = 0;
+};
+DelegateCalls* gDelegate = nullptr;
+
+std::string Ptr(const void* p) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", p);
+    return text;
+}
+
+ZYNEobject DelegateCreate(ZYNEobject self) {
+    gDelegate->log.push_back("CreateDialog " + Ptr(self));
+    return gDelegate->window;
+}
+void DelegateAddField(ZYNEobject self, ZYNEobject dialog, ZYNEstring label, ZYNEstring text,
+                      unsigned char masked) {
+    gDelegate->log.push_back("AddField " + Ptr(self) + " " + Ptr(dialog) + " " +
+                             ReferenceHost::Text(label) + " " + ReferenceHost::Text(text) + " " +
+                             std::to_string(masked));
+}
+ZYNEstring DelegateShow(ZYNEobject self, ZYNEobject dialog, ZYNEstring title) {
+    gDelegate->log.push_back("ShowDialog " + Ptr(self) + " " + Ptr(dialog) + " " +
+                             ReferenceHost::Text(title));
+    return gDelegate->answer;
+}
+void DelegateAddDatasource(ZYNEobject self, ZYNEstring display, ZYNEstring source,
+                           ZYNEobject data) {
+    gDelegate->log.push_back("AddDatasource " + Ptr(self));
+    gDelegate->displayName = ReferenceHost::Text(display);
+    gDelegate->sourceName = ReferenceHost::Text(source);
+    gDelegate->displayTag = As<unsigned long (*)(ZYNEstring)>(
+        ReferenceHost::Current()->Lookup("ZYNEGetStringEncoding"))(display);
+    gDelegate->sourceTag = As<unsigned long (*)(ZYNEstring)>(
+        ReferenceHost::Current()->Lookup("ZYNEGetStringEncoding"))(source);
+    gDelegate->received = gDelegate->blocks[data];
+}
+
+void* InterfaceRoutine(ZYNEobject, const char* interfaceName, const char* routine) {
+    if (std::strcmp(interfaceName, "PluginDBDialogDelegate") != 0) return nullptr;
+    const std::string name = routine;
+    if (name == "CreateDialog") return reinterpret_cast<void*>(&DelegateCreate);
+    if (name == "AddField") return reinterpret_cast<void*>(&DelegateAddField);
+    if (name == "ShowDialog") return reinterpret_cast<void*>(&DelegateShow);
+    if (name == "AddDatasource") return reinterpret_cast<void*>(&DelegateAddDatasource);
+    return nullptr;
+}
+ZYNEobject NewMemoryBlock(int size) {
+    ZYNEobject block = ReferenceHost::Current()->NewInstance("PluginClassInstance");
+    gDelegate->blocks[block].assign(static_cast<size_t>(size), '\0');
+    return block;
+}
+void* MemoryBlockPtr(ZYNEobject block) {
+    auto found = gDelegate->blocks.find(block);
+    return found != gDelegate->blocks.end() ? found->second.data() : nullptr;
+}
+
+int gEngineTag;
+ZYNEobject gConvertedDatabase = nullptr;
+ZYNEobject DatabaseFromDB(dbDatabase*, ZYNEdbEngineDefinition*) {
+    return gConvertedDatabase;
+}
+
+// ----- The fixture ----------------------------------------------------------------------------
+
+class ResolverTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gFakeHostAsked.clear();
+        gConstructed = nullptr;
+        gComputedGet = gComputedSet = {};
+        gDelegate = &delegate;
+        handle = dlopen(ZYNE_RESOLVER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(handle, nullptr) << dlerror();
+        auto get = [&](const char* name) {
+            void* symbol = dlsym(handle, name);
+            EXPECT_NE(symbol, nullptr) << name;
+            return symbol;
+        };
+        probe = Probe{
+            As<void (*)(ZYNEResolver)>(get("ResolverProbeMain")),
+            As<void* (*)(const char*, ZYNEResolver, bool*)>(get("ResolverProbeResolve")),
+            As<void* (*)()>(get("ResolverProbeGuestResolver")),
+            As<void* (*)()>(get("ResolverProbeBeginLoad")),
+            As<void (*)()>(get("ResolverProbeEndLoad")),
+            As<long (*)(const void*, int)>(get("ResolverProbeCount")),
+            As<void (*)(void*, int, long, void**, void**)>(get("ResolverProbeItem")),
+            As<void* (*)(const char*)>(get("ResolverProbeOwner")),
+            As<void (*)(const void*)>(get("ResolverProbeForgetOwner")),
+            As<long (*)()>(get("ResolverProbeDependencyCount")),
+            As<ZYNEstring (*)(long)>(get("ResolverProbeDependency")),
+            As<void (*)(ZYNEobject)>(get("ResolverProbeInstallDelegate")),
+            As<void* (*)()>(get("ResolverProbeLastEngine")),
+            As<void* (*)(ZYNEobject)>(get("ResolverProbeGuestClass")),
+            As<void* (*)(ZYNEobject)>(get("ResolverProbeGuestData")),
+            As<void (*)()>(get("ResolverProbeFreeAll")),
+        };
+        probe.main(ReferenceHost::Resolver());
+        host.ClearLog();
+    }
+
+    void TearDown() override {
+        for (ZYNEobject object : owned) host.Unlock(object);
+        if (handle == nullptr) return;
+        probe.freeAll();
+        dlclose(handle);
+        // Hermetic: the next test gets a new intercept table, new maps and new caches.
+        void* still = dlopen(ZYNE_RESOLVER_PROBE_PATH, RTLD_NOW | RTLD_NOLOAD);
+        EXPECT_EQ(still, nullptr) << "the probe stayed loaded";
+        if (still != nullptr) dlclose(still);
+        EXPECT_TRUE(host.Faults().empty()) << host.Faults().front();
+        gDelegate = nullptr;
+    }
+
+    // What the guest's resolver answers for `name`.
+    void* Guest(const char* name) { return As<ZYNEResolver>(probe.guestResolver())(name); }
+    template <class F>
+    F Service(const char* name) {
+        return As<F>(Guest(name));
+    }
+
+    // Registers Foo during a load, ends the load and makes a design-time instance of it
+    // (owned by the fixture).
+    ZYNEobject NewFoo() {
+        record = probe.beginLoad();
+        Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&foo.foo);
+        probe.endLoad();
+        ZYNEobject instance = Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("Foo");
+        if (instance != nullptr) owned.push_back(instance);
+        return instance;
+    }
+    template <class T>
+    T& GuestField(ZYNEobject instance, long offset) {
+        return *reinterpret_cast<T*>(static_cast<char*>(probe.guestData(instance)) + offset);
+    }
+    // How many calls of the host's built-in service `service` the log shows.
+    size_t HostCalls(const std::string& service) const {
+        size_t calls = 0;
+        for (const std::string& line : host.Log()) calls += line.rfind(service + "(", 0) == 0;
+        return calls;
+    }
+    ZYNEobject Own(ZYNEobject object) {
+        owned.push_back(object);
+        return object;
+    }
+    void* Item(int which, long index, void** second = nullptr) {
+        void* first = nullptr;
+        void* other = nullptr;
+        probe.item(record, which, index, &first, &other);
+        if (second != nullptr) *second = other;
+        return first;
+    }
+
+    ReferenceHost host;
+    void* handle = nullptr;
+    Probe probe{};
+    void* record = nullptr;
+    FooRecords foo;
+    DelegateCalls delegate;
+    std::vector<ZYNEobject> owned;
+};
+
+// ----- The table -----------------------------------------------------------------------------
+
+// Every name the table answers, in its order; the three nil answers are deliberate.
+const char* const kInterceptedNames[] = {"RegisterPluginVersion",
+                                         "PluginRegisterControl",
+                                         "PluginRegisterMethod",
+                                         "PluginRegisterModule",
+                                         "PluginRegisterClass",
+                                         "PluginRegisterInterface",
+                                         "PluginRegisterClassExtension",
+                                         "ResolverPPC",
+                                         "GetControlBounds",
+                                         "ctlPosGetter",
+                                         "ctlPosSetter",
+                                         "ZYNEInDebugMode",
+                                         "ZYNEinRuntime",
+                                         "ZYNEGetProjectFolder",
+                                         "GetControlVisible",
+                                         "ZYNEGetControlEnabled",
+                                         "ZYNEGetControlHandle",
+                                         "GetControlHWND",
+                                         "getControlWindow",
+                                         "ZYNESetSpecialBackground",
+                                         "controlEnabledSetter",
+                                         "SetControlVisible",
+                                         "RegisterDataSourceInterface",
+                                         "PluginRegisterDBEngine",
+                                         "RegisterDatabaseConnection",
+                                         "ZYNEDBConnectionDialogAddField",
+                                         "ZYNEDBConnectionDialogCreate",
+                                         "ZYNEDBConnectionDialogShow",
+                                         "ZYNEDBConnectionDialogDelete",
+                                         "RegisterDataSource",
+                                         "DesignAddDataSource",
+                                         "ZYNEdbDatabaseFromDBDatabase",
+                                         "PluginNewInstance",
+                                         "CreateInstance",
+                                         "pluginObjectType",
+                                         "ZYNEGetPropValueInt",
+                                         "ZYNEGetPropValueDouble",
+                                         "ZYNEGetPropValueBool",
+                                         "ZYNEGetPropValueString",
+                                         "ZYNEGetPropValueObject",
+                                         "ZYNESetPropValueInt",
+                                         "ZYNESetPropValueDouble",
+                                         "ZYNESetPropValueBoolean",
+                                         "ZYNESetPropValueString",
+                                         "ZYNESetPropValueObject",
+                                         "ZYNELoadObjectMethod",
+                                         "ZYNEGetControlGraphics",
+                                         "ZYNEInvalidateControl",
+                                         "PluginDefaultControlFont",
+                                         "PluginDefaultControlFontSize",
+                                         "PluginRegisterStructure",
+                                         "PluginRegisterEnum"};
+static_assert(sizeof kInterceptedNames / sizeof kInterceptedNames[0] == 52);
+
+bool AnswersNil(const std::string& name) {
+    return name == "ZYNESetSpecialBackground" || name == "ZYNEGetControlGraphics" ||
+           name == "ZYNEInvalidateControl";
+}
+
+TEST_F(ResolverTest, AnswersItsTableItselfWithoutAskingTheHost) {
+    std::vector<void*> answers;
+    for (const char* name : kInterceptedNames) {
+        bool intercepted = false;
+        void* answer = probe.resolve(name, &FakeHost, &intercepted);
+        EXPECT_TRUE(intercepted) << name;
+        EXPECT_EQ(answer == nullptr, AnswersNil(name)) << name;
+        answers.push_back(answer);
+    }
+    EXPECT_TRUE(gFakeHostAsked.empty());
+    // Distinct routines, except the handle service answering under both its names.
+    for (size_t i = 0; i < answers.size(); ++i) {
+        for (size_t j = i + 1; j < answers.size(); ++j) {
+            if (answers[i] == nullptr) continue;
+            const bool sameService = std::string(kInterceptedNames[i]) == "ZYNEGetControlHandle" &&
+                                     std::string(kInterceptedNames[j]) == "GetControlHWND";
+            EXPECT_EQ(answers[i] == answers[j], sameService)
+                << kInterceptedNames[i] << " and " << kInterceptedNames[j];
+        }
+    }
+}
+
+TEST_F(ResolverTest, PassesOtherNamesToTheHostUnchanged) {
+    bool intercepted = true;
+    EXPECT_EQ(probe.resolve("HostOnlyService", &FakeHost, &intercepted), &gHostOnlyService);
+    EXPECT_FALSE(intercepted);
+    intercepted = true;
+    EXPECT_EQ(probe.resolve("NoSuchService", &FakeHost, &intercepted), nullptr);
+    EXPECT_FALSE(intercepted);
+    EXPECT_EQ(probe.resolve("HostOnlyService", &FakeHost, nullptr), &gHostOnlyService);
+    EXPECT_EQ(gFakeHostAsked,
+              (std::vector<std::string>{"HostOnlyService", "NoSuchService", "HostOnlyService"}));
+    // The guests' resolver asks the host's own resolver.
+    EXPECT_EQ(Guest("ZYNEBuildString"), host.Lookup("ZYNEBuildString"));
+    EXPECT_EQ(Guest("NoSuchService"), nullptr);
+}
+
+TEST_F(ResolverTest, ResolverPPCIsTheGuestsOwnResolver) {
+    void* ppc = Guest("ResolverPPC");
+    ASSERT_EQ(ppc, probe.guestResolver());
+    // Resolving through it is intercepted all the same.
+    EXPECT_EQ(As<ZYNEResolver>(ppc)("PluginRegisterClass"), Guest("PluginRegisterClass"));
+    EXPECT_EQ(As<ZYNEResolver>(ppc)("ZYNEGetControlGraphics"), nullptr);
+}
+
+TEST_F(ResolverTest, DesignTimeAnswersAndTheHostSetDefaults) {
+    EXPECT_EQ(Service<unsigned char (*)()>("ZYNEInDebugMode")(), 1);
+    EXPECT_EQ(Service<unsigned char (*)()>("ZYNEinRuntime")(), 0);
+    EXPECT_EQ(Service<ZYNEstring (*)()>("PluginDefaultControlFont")(), nullptr);
+    EXPECT_EQ(Service<long (*)()>("PluginDefaultControlFontSize")(), 0);
+
+    ZYNEstring font = host.NewString("Sans");
+    host.CallGlobal<void>("PluginBridgeSetDefaultFontAndSize", font, 11L);
+    ZYNEobject folder = Own(host.NewFolderItem("/tmp"));
+    host.CallGlobal<void>("PluginBridgeSetProjFolder", folder);
+    const long fontCount = host.RefCount(font);
+    const long folderCount = host.RefCount(folder);
+
+    // Locked once more for the guest, which releases it.
+    ZYNEstring answer = Service<ZYNEstring (*)()>("PluginDefaultControlFont")();
+    EXPECT_EQ(answer, font);
+    EXPECT_EQ(host.RefCount(font), fontCount + 1);
+    host.Unlock(answer);
+    EXPECT_EQ(Service<long (*)()>("PluginDefaultControlFontSize")(), 11);
+    ZYNEobject project = Service<ZYNEobject (*)()>("ZYNEGetProjectFolder")();
+    EXPECT_EQ(project, folder);
+    EXPECT_EQ(host.RefCount(folder), folderCount + 1);
+    host.Unlock(project);
+    host.CallGlobal<void>("PluginBridgeSetProjFolder", static_cast<ZYNEobject>(nullptr));
+    host.CallGlobal<void>("PluginBridgeSetDefaultFontAndSize", static_cast<ZYNEstring>(nullptr),
+                          0L);
+    host.Unlock(font);
+}
+
+TEST_F(ResolverTest, ControlServicesGiveHarmlessAnswersUntilControlsExist) {
+    ZYNEobject anything = Own(host.NewInstance("PluginClassInstance"));
+    ZYNERect bounds{5, 6, 7, 8};
+    Service<void (*)(ZYNEobject, ZYNERect*)>("GetControlBounds")(anything, &bounds);
+    EXPECT_EQ(bounds.top | bounds.left | bounds.bottom | bounds.right, 0);
+    Service<void (*)(ZYNEobject, ZYNERect*)>("GetControlBounds")(anything, nullptr);
+    EXPECT_EQ(Service<long (*)(ZYNEobject, long)>("ctlPosGetter")(anything, 2), 0);
+    Service<void (*)(ZYNEobject, long, long)>("ctlPosSetter")(anything, 2, 40);
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject)>("GetControlVisible")(anything), 0);
+    Service<void (*)(ZYNEobject, unsigned long)>("SetControlVisible")(anything, 1);
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject)>("ZYNEGetControlEnabled")(anything), 0);
+    Service<void (*)(ZYNEobject, long, unsigned char)>("controlEnabledSetter")(anything, 0, 1);
+    EXPECT_EQ(Service<void* (*)(ZYNEobject)>("ZYNEGetControlHandle")(anything), nullptr);
+    EXPECT_EQ(Service<ZYNEobject (*)(ZYNEobject)>("getControlWindow")(anything), nullptr);
+    EXPECT_TRUE(host.Log().empty()) << host.Log().front();
+}
+
+// ----- Captures --------------------------------------------------------------------------------
+
+struct CaptureCase {
+    const char* name;
+    int list;
+};
+const CaptureCase kRecordCaptures[] = {
+    {"PluginRegisterControl", kControls},     {"PluginRegisterMethod", kMethods},
+    {"PluginRegisterModule", kModules},       {"PluginRegisterClass", kClasses},
+    {"PluginRegisterInterface", kInterfaces}, {"PluginRegisterClassExtension", kClassExtensions},
+    {"PluginRegisterDBEngine", kEngines},     {"RegisterDatabaseConnection", kConnections},
+    {"PluginRegisterStructure", kStructures}, {"PluginRegisterEnum", kEnums},
+};
+const CaptureCase kPairCaptures[] = {
+    {"RegisterDataSourceInterface", kDataSourceInterfaces},
+    {"RegisterDataSource", kDataSources},
+};
+
+TEST_F(ResolverTest, EachCaptureAppendsToItsOwnListOnly) {
+    // Guest records are not read by list captures: any addresses do, except for classes.
+    ZYNEclassDefinition classes[2] = {};
+    classes[0].name = "One";
+    classes[1].name = "Two";
+    long other[2] = {};
+    record = probe.beginLoad();
+    long expected[12] = {};
+    for (const CaptureCase& capture : kRecordCaptures) {
+        auto registerRecord = Service<long (*)(void*)>(capture.name);
+        for (long n = 1; n <= 2; ++n) {
+            void* item = capture.list == kClasses ? static_cast<void*>(&classes[n - 1])
+                                                  : static_cast<void*>(&other[n - 1]);
+            EXPECT_EQ(registerRecord(item), n) << capture.name;
+            EXPECT_EQ(Item(capture.list, n - 1), item) << capture.name;
+        }
+        expected[capture.list] = 2;
+        for (int list = 0; list < 12; ++list)
+            EXPECT_EQ(probe.count(record, list), expected[list])
+                << capture.name << " list " << list;
+    }
+    for (const CaptureCase& capture : kPairCaptures) {
+        auto registerPair = Service<long (*)(const char*, void*)>(capture.name);
+        EXPECT_EQ(registerPair("first", &other[0]), 1) << capture.name;
+        EXPECT_EQ(registerPair("second", &other[1]), 2) << capture.name;
+        void* second = nullptr;
+        EXPECT_STREQ(static_cast<const char*>(Item(capture.list, 1, &second)), "second");
+        EXPECT_EQ(second, &other[1]);
+        EXPECT_EQ(probe.count(record, capture.list), 2) << capture.name;
+    }
+    // The version announcement is no registration.
+    Service<void (*)(long)>("RegisterPluginVersion")(9);
+    long total = 0;
+    for (int list = 0; list < 12; ++list) total += probe.count(record, list);
+    EXPECT_EQ(total, 2 * 12);
+    EXPECT_TRUE(host.Log().empty()) << "captures never reach the host: " << host.Log().front();
+}
+
+TEST_F(ResolverTest, RegistrationsOutsideALoadRecordNothing) {
+    ZYNEclassDefinition late{};
+    late.name = "Late";
+    long something = 0;
+    record = probe.beginLoad();
+    probe.endLoad();  // the load is over: the guest registers too late
+    for (const CaptureCase& capture : kRecordCaptures) {
+        void* item = capture.list == kClasses ? static_cast<void*>(&late) : &something;
+        EXPECT_EQ(Service<long (*)(void*)>(capture.name)(item), 0) << capture.name;
+    }
+    for (const CaptureCase& capture : kPairCaptures)
+        EXPECT_EQ(Service<long (*)(const char*, void*)>(capture.name)("late", &something), 0);
+    for (int list = 0; list < 12; ++list) EXPECT_EQ(probe.count(record, list), 0) << list;
+    EXPECT_EQ(probe.owner("Late"), nullptr);
+    // Unknown as a guest class: its reference is the host's answer.
+    EXPECT_EQ(Service<ZYNEclassRef (*)(const char*)>("pluginObjectType")("Late"), nullptr);
+    EXPECT_EQ(HostCalls("pluginObjectType"), 1u);
+}
+
+TEST_F(ResolverTest, NullRecordsAreNotCaptured) {
+    record = probe.beginLoad();
+    for (const CaptureCase& capture : kRecordCaptures)
+        EXPECT_EQ(Service<long (*)(void*)>(capture.name)(nullptr), 0) << capture.name;
+    for (int list = 0; list < 12; ++list) EXPECT_EQ(probe.count(record, list), 0) << list;
+}
+
+TEST_F(ResolverTest, AClassRegisteredAgainBelongsToItsLatestOwner) {
+    ZYNEclassDefinition first{}, second{};
+    first.name = "Shared";
+    second.name = "shared";  // class names match without regard to case
+    void* one = probe.beginLoad();
+    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&first);
+    probe.endLoad();
+    EXPECT_EQ(probe.owner("SHARED"), one);
+    const auto reference = [&] {
+        return reinterpret_cast<const char*>(
+            Service<ZYNEclassRef (*)(const char*)>("pluginObjectType")("Shared"));
+    };
+    const char* firstReference = reference();
+    EXPECT_STREQ(firstReference, "fauxcrefShared");
+
+    void* two = probe.beginLoad();
+    EXPECT_EQ(Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&second), 1);
+    probe.endLoad();
+    EXPECT_EQ(probe.owner("Shared"), two);
+    EXPECT_EQ(probe.count(one, kClasses), 1);
+    EXPECT_EQ(probe.count(two, kClasses), 1);
+    EXPECT_STREQ(reference(), "fauxcrefshared");
+    // The earlier reference is never freed: a guest may still hold it.
+    EXPECT_STREQ(firstReference, "fauxcrefShared");
+}
+
+TEST_F(ResolverTest, AForgottenOwnerLeavesItsClassesToTheHost) {
+    ASSERT_NE(NewFoo(), nullptr);
+    ZYNEclassDefinition other{};
+    other.name = "Other";
+    void* second = probe.beginLoad();
+    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&other);
+    probe.endLoad();
+    probe.forgetOwner(record);  // as the first record's destructor does
+    EXPECT_EQ(probe.owner("Foo"), nullptr);
+    EXPECT_EQ(probe.owner("Other"), second);
+    host.ClearLog();
+    EXPECT_EQ(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("Foo"), nullptr);
+    EXPECT_EQ(host.Count("PluginNewInstance(\"Foo\")"), 1u);
+}
+
+// ----- Class references and instances ------------------------------------------------------
+
+TEST_F(ResolverTest, GuestClassReferencesAreFauxAndEveryNameIsADependency) {
+    record = probe.beginLoad();
+    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&foo.foo);
+    auto objectType = Service<ZYNEclassRef (*)(const char*)>("pluginObjectType");
+    const auto* faux = reinterpret_cast<const char*>(objectType("Foo"));
+    ASSERT_NE(faux, nullptr);
+    EXPECT_STREQ(faux, "fauxcrefFoo");
+    EXPECT_EQ(HostCalls("pluginObjectType"), 0u);
+    ZYNEclassRef hostReference = objectType("PluginBridge");
+    EXPECT_NE(hostReference, nullptr);
+    EXPECT_EQ(HostCalls("pluginObjectType"), 1u);
+    probe.endLoad();
+
+    ASSERT_EQ(probe.dependencyCount(), 2);
+    EXPECT_EQ(ReferenceHost::Text(probe.dependency(0)), "Foo");
+    EXPECT_EQ(ReferenceHost::Text(probe.dependency(1)), "PluginBridge");
+    // Outside a load nothing is added.
+    EXPECT_STREQ(reinterpret_cast<const char*>(objectType("foo")), "fauxcrefFoo");
+    EXPECT_EQ(probe.dependencyCount(), 2);
+}
+
+TEST_F(ResolverTest, InstancesOfGuestClassesAreDesignTimeInstances) {
+    ZYNEobject byName = NewFoo();
+    ASSERT_NE(byName, nullptr);
+    ASSERT_NE(host.ClassOf(byName), nullptr);
+    EXPECT_STREQ(host.ClassOf(byName)->name, "PluginClassInstance");
+    EXPECT_EQ(probe.guestClass(byName), &foo.foo);
+    EXPECT_EQ(gConstructed, byName);
+
+    auto objectType = Service<ZYNEclassRef (*)(const char*)>("pluginObjectType");
+    auto createInstance = Service<ZYNEobject (*)(ZYNEclassRef)>("CreateInstance");
+    ZYNEobject byReference = Own(createInstance(objectType("Foo")));
+    ASSERT_NE(byReference, nullptr);
+    EXPECT_EQ(probe.guestClass(byReference), &foo.foo);
+    EXPECT_EQ(HostCalls("CreateInstance"), 0u);
+
+    // Any other text is the host's business, the "fauxcref" text of an unknown class too.
+    ZYNEobject hosts = Own(createInstance(objectType("PluginBridge")));
+    ASSERT_NE(hosts, nullptr);
+    EXPECT_STREQ(host.ClassOf(hosts)->name, "PluginBridge");
+    EXPECT_EQ(HostCalls("CreateInstance"), 1u);
+    static char unknown[] = "fauxcrefNobody";
+    EXPECT_EQ(createInstance(reinterpret_cast<ZYNEclassRef>(unknown)), nullptr);
+    EXPECT_EQ(host.Count("PluginNewInstance(\"Nobody\")"), 1u);  // asked by name
+    ZYNEobject hostByName =
+        Own(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("PluginBridge"));
+    EXPECT_STREQ(host.ClassOf(hostByName)->name, "PluginBridge");
+}
+
+TEST_F(ResolverTest, AnOversizedGuestClassGivesNoInstance) {
+    foo.foo.dataSize = 4097;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(NewFoo(), nullptr);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(HostCalls("PluginNewInstance"), 0u) << "a guest class is never the host's";
+}
+
+// ----- Property family ---------------------------------------------------------------------
+
+TEST_F(ResolverTest, PlainFieldsAreReadAndWrittenInTheGuestData) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    host.ClearLog();
+
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
+                  instance, "count", 41),
+              1);
+    EXPECT_EQ(GuestField<long>(instance, 0), 41);
+    GuestField<long>(instance, 0) = 42;
+    long integer = 0;
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
+                  instance, "Count", &integer),
+              1);
+    EXPECT_EQ(integer, 42);
+
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, double)>("ZYNESetPropValueDouble")(
+                  instance, "Ratio", 2.5),
+              1);
+    double real = 0;
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, double*)>(
+                  "ZYNEGetPropValueDouble")(instance, "Ratio", &real),
+              1);
+    EXPECT_EQ(real, 2.5);
+    EXPECT_EQ(GuestField<double>(instance, 8), 2.5);
+
+    GuestField<long>(instance, 16) = 0x7700;  // the boolean is the field's first byte only
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, unsigned long)>(
+                  "ZYNESetPropValueBoolean")(instance, "Flag", 1),
+              1);
+    EXPECT_EQ(GuestField<long>(instance, 16), 0x7701);
+    unsigned char flag = 0;
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, unsigned char*)>(
+                  "ZYNEGetPropValueBool")(instance, "Flag", &flag),
+              1);
+    EXPECT_EQ(flag, 1);
+
+    // The host never saw these requests.
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt") + HostCalls("ZYNESetPropValueInt") +
+                  HostCalls("ZYNEGetPropValueDouble") + HostCalls("ZYNESetPropValueDouble") +
+                  HostCalls("ZYNEGetPropValueBool") + HostCalls("ZYNESetPropValueBoolean"),
+              0u);
+}
+
+TEST_F(ResolverTest, StringAndObjectFieldsHoldTheirOwnReference) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    auto setString =
+        Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring)>("ZYNESetPropValueString");
+    auto getString =
+        Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring*)>("ZYNEGetPropValueString");
+    ZYNEstring first = host.NewString("first");
+    ZYNEstring second = host.NewString("second");
+    EXPECT_EQ(setString(instance, "Label", first), 1);
+    EXPECT_EQ(host.RefCount(first), 2);
+    EXPECT_EQ(setString(instance, "Label", first), 1);  // the same string again survives
+    EXPECT_EQ(host.RefCount(first), 2);
+    EXPECT_EQ(setString(instance, "Label", second), 1);
+    EXPECT_EQ(host.RefCount(first), 1);
+    ZYNEstring read = nullptr;
+    EXPECT_EQ(getString(instance, "Label", &read), 1);
+    EXPECT_EQ(read, second);
+    EXPECT_EQ(host.RefCount(second), 3);  // the caller's, the field's and the test's own
+    host.Unlock(read);
+    host.Unlock(first);
+
+    // The object member has no type test: any type word will do.
+    ZYNEobject widget = Own(host.NewInstance("PluginClassInstance"));
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject)>(
+                  "ZYNESetPropValueObject")(instance, "Owner", widget),
+              1);
+    ZYNEobject got = nullptr;
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject*)>(
+                  "ZYNEGetPropValueObject")(instance, "Owner", &got),
+              1);
+    EXPECT_EQ(got, widget);
+    EXPECT_EQ(host.RefCount(widget), 3);
+    host.Unlock(got);
+    // Leave the fields empty, so that nothing the test owns is held when it ends.
+    setString(instance, "Label", nullptr);
+    Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject)>("ZYNESetPropValueObject")(
+        instance, "Owner", nullptr);
+    EXPECT_EQ(host.RefCount(second), 1);
+    EXPECT_EQ(host.RefCount(widget), 1);
+    host.Unlock(second);
+}
+
+TEST_F(ResolverTest, RoutinesGetTheObjectAndTheParameter) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    long value = 0;
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
+                  instance, "Computed", &value),
+              1);
+    EXPECT_EQ(value, 1005);
+    EXPECT_EQ(gComputedGet.object, instance);
+    EXPECT_EQ(gComputedGet.param, 5);
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
+                  instance, "Computed", 77),
+              1);
+    EXPECT_EQ(gComputedSet.object, instance);
+    EXPECT_EQ(gComputedSet.param, 5);
+    EXPECT_EQ(gComputedSet.value, 77);
+}
+
+TEST_F(ResolverTest, MissingRoutinesTypesAndRoomGiveFalseOrTheNextRecord) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
+    auto setInt = Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt");
+    auto getDouble =
+        Service<unsigned char (*)(ZYNEobject, const char*, double*)>("ZYNEGetPropValueDouble");
+    host.ClearLog();
+    long value = 0;
+    EXPECT_EQ(getInt(instance, "Hidden", &value), 0);  // nil getter
+    EXPECT_EQ(setInt(instance, "Hidden", 1), 0);       // nil setter
+    EXPECT_EQ(getInt(instance, "Far", &value), 0);     // no room in the guest data
+    EXPECT_EQ(setInt(instance, "Far", 1), 0);
+    EXPECT_EQ(getInt(instance, "Count", nullptr), 0);  // nowhere to put the value
+    // "Twin" is first a double, then an integer: each member finds its own record.
+    GuestField<double>(instance, 32) = 1.5;
+    GuestField<long>(instance, 40) = 9;
+    EXPECT_EQ(getInt(instance, "Twin", &value), 1);
+    EXPECT_EQ(value, 9);
+    double real = 0;
+    EXPECT_EQ(getDouble(instance, "Twin", &real), 1);
+    EXPECT_EQ(real, 1.5);
+    EXPECT_EQ(setInt(instance, "Twin", 10), 1);
+    EXPECT_EQ(GuestField<long>(instance, 40), 10);
+    EXPECT_EQ(GuestField<double>(instance, 32), 1.5);
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt") + HostCalls("ZYNESetPropValueInt"), 0u);
+}
+
+TEST_F(ResolverTest, UnmatchedNamesGoToTheHostOnlyWhenReading) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    host.ClearLog();
+    long value = 5;
+    // No integer "Ratio" (it is a double) and no "Nothing": the host answers the getter...
+    Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
+        instance, "Nothing", &value);
+    Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
+        instance, "Ratio", &value);
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 2u);
+    // ...while the setters answer false themselves.
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
+                  instance, "Nothing", 1),
+              0);
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring)>(
+                  "ZYNESetPropValueString")(instance, "Count", nullptr),
+              0);
+    EXPECT_EQ(HostCalls("ZYNESetPropValueInt") + HostCalls("ZYNESetPropValueString"), 0u);
+}
+
+TEST_F(ResolverTest, OtherObjectsAreTheHostsBusiness) {
+    ZYNEobject bridge = Own(host.NewInstance("PluginBridge"));
+    ZYNEobject variant = Own(host.NewVariantInteger(12));
+    host.ClearLog();
+    long value = 0;
+    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
+    EXPECT_EQ(getInt(bridge, "Count", &value), 1);  // the host reads PluginBridge's Count
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(getInt(variant, "IntegerValue", &value), 1);
+    EXPECT_EQ(value, 12);
+    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
+                  variant, "IntegerValue", 13),
+              1);
+    EXPECT_EQ(host.VariantInteger(variant), 13);
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 2u);
+    EXPECT_EQ(HostCalls("ZYNESetPropValueInt"), 1u);
+}
+
+TEST_F(ResolverTest, WithoutRuntimeObjectIsaEverythingGoesToTheHost) {
+    void* isa = host.Lookup("RuntimeObjectIsa");
+    ASSERT_NE(isa, nullptr);
+    host.Withdraw("RuntimeObjectIsa");
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    GuestField<long>(instance, 0) = 42;
+    host.ClearLog();
+    long value = 0;
+    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
+    auto setInt = Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt");
+    getInt(instance, "Count", &value);
+    EXPECT_NE(value, 42) << "the field was read without knowing the object's class";
+    setInt(instance, "Count", 1);
+    EXPECT_EQ(GuestField<long>(instance, 0), 42);
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 1u);
+    EXPECT_EQ(HostCalls("ZYNESetPropValueInt"), 1u);
+    EXPECT_EQ(
+        Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod")(instance, "Reset()"),
+        nullptr);
+    EXPECT_EQ(HostCalls("ZYNELoadObjectMethod"), 1u);
+
+    // A host that offers the service later is asked again and then served from the record.
+    host.Provide("RuntimeObjectIsa", isa);
+    host.ClearLog();
+    EXPECT_EQ(getInt(instance, "Count", &value), 1);
+    EXPECT_EQ(value, 42);
+    EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 0u);
+}
+
+// ----- Method lookup -------------------------------------------------------------------------
+
+TEST_F(ResolverTest, MethodsMatchByNameAndParameterTypes) {
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    auto load = Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod");
+    host.ClearLog();
+    struct Case {
+        const char* declaration;
+        void* routine;
+    } const cases[] = {
+        {"Add( value as Integer ) as Integer", reinterpret_cast<void*>(&AddInteger)},
+        {"add(n As INTEGER)", reinterpret_cast<void*>(&AddInteger)},  // names and case free
+        {"  Add(text as String) as Boolean", reinterpret_cast<void*>(&AddText)},  // return ignored
+        {"Reset()", reinterpret_cast<void*>(&Reset)},
+        {"reset", reinterpret_cast<void*>(&Reset)},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(load(instance, c.declaration), c.routine) << c.declaration;
+    EXPECT_EQ(HostCalls("ZYNELoadObjectMethod"), 0u);
+
+    // No match: the host answers, here with the instance class's own "Prop" getter.
+    void* prop = load(instance, "Prop( name as String )");
+    EXPECT_NE(prop, nullptr);
+    for (const char* unmatched : {"Add()", "Add(a as Integer, b as Integer)", "Add(a as Double)",
+                                  "Remove(value as Integer)"}) {
+        EXPECT_EQ(load(instance, unmatched), nullptr) << unmatched;
+    }
+    EXPECT_EQ(HostCalls("ZYNELoadObjectMethod"), 5u);
+}
+
+TEST_F(ResolverTest, EarlierMethodRecordsAreReadInTheirForm) {
+    ZYNEmethodDefinitionV6 earlier[2] = {
+        {reinterpret_cast<void*>(&AddInteger), nullptr, "Add( value as Integer )"},
+        {reinterpret_cast<void*>(&Reset), nullptr, "Reset()"},
+    };
+    foo.foo.version = 6;
+    foo.foo.methods = reinterpret_cast<ZYNEmethodDefinition*>(earlier);
+    foo.foo.methodCount = 2;
+    ZYNEobject instance = NewFoo();
+    ASSERT_NE(instance, nullptr);
+    EXPECT_EQ(
+        Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod")(instance, "Reset()"),
+        reinterpret_cast<void*>(&Reset));
+}
+
+// ----- Database dialog delegate ----------------------------------------------------------------
+
+TEST_F(ResolverTest, DialogServicesWithoutADelegateDoNothing) {
+    host.Provide("GetInterfaceRoutine", reinterpret_cast<void*>(&InterfaceRoutine));
+    EXPECT_EQ(Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")(), 0u);
+    Service<void (*)(unsigned long, ZYNEstring, ZYNEstring, unsigned char)>(
+        "ZYNEDBConnectionDialogAddField")(1, nullptr, nullptr, 0);
+    EXPECT_EQ(Service<ZYNEstring (*)(unsigned long, ZYNEstring)>("ZYNEDBConnectionDialogShow")(
+                  1, nullptr),
+              nullptr);
+    char bytes[] = "abc";
+    Service<void (*)(const char*, const char*, char*, int)>("DesignAddDataSource")("a", "b", bytes,
+                                                                                   3);
+    Service<void (*)(unsigned long)>("ZYNEDBConnectionDialogDelete")(0);
+    EXPECT_TRUE(delegate.log.empty());
+}
+
+TEST_F(ResolverTest, DialogServicesReachTheInstalledDelegate) {
+    host.Provide("GetInterfaceRoutine", reinterpret_cast<void*>(&InterfaceRoutine));
+    host.Provide("newMemoryBlock", reinterpret_cast<void*>(&NewMemoryBlock));
+    host.Provide("memoryBlockGetPtr", reinterpret_cast<void*>(&MemoryBlockPtr));
+    ZYNEobject delegateObject = Own(host.NewInstance("PluginClassInstance"));
+    probe.installDelegate(delegateObject);
+    EXPECT_EQ(host.RefCount(delegateObject), 2);
+    probe.installDelegate(delegateObject);  // again: locked once more, unlocked once
+    EXPECT_EQ(host.RefCount(delegateObject), 2);
+
+    delegate.window = host.NewInstance("PluginClassInstance");  // handed to the guest
+    delegate.answer = host.NewString("dsn=x");
+    const unsigned long dialog = Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")();
+    EXPECT_EQ(dialog, reinterpret_cast<unsigned long>(delegate.window));
+    ZYNEstring label = host.NewString("User");
+    ZYNEstring text = host.NewString("sa");
+    Service<void (*)(unsigned long, ZYNEstring, ZYNEstring, unsigned char)>(
+        "ZYNEDBConnectionDialogAddField")(dialog, label, text, 1);
+    ZYNEstring title = host.NewString("Connect");
+    EXPECT_EQ(Service<ZYNEstring (*)(unsigned long, ZYNEstring)>("ZYNEDBConnectionDialogShow")(
+                  dialog, title),
+              delegate.answer);
+    Service<void (*)(unsigned long)>("ZYNEDBConnectionDialogDelete")(dialog);
+    EXPECT_EQ(host.RefCount(delegate.window), 0) << "the guest's dialog was released";
+
+    const std::string self = Ptr(delegateObject);
+    const std::string window = Ptr(delegate.window);
+    EXPECT_EQ(delegate.log, (std::vector<std::string>{
+                                "CreateDialog " + self,
+                                "AddField " + self + " " + window + " User sa 1",
+                                "ShowDialog " + self + " " + window + " Connect",
+                            }));
+
+    const size_t stringsBefore = host.LiveStrings();
+    char bytes[] = {'a', '\0', 'c'};
+    Service<void (*)(const char*, const char*, char*, int)>("DesignAddDataSource")(
+        "Sales", "sales.db", bytes, 3);
+    EXPECT_EQ(delegate.log.back(), "AddDatasource " + self);
+    EXPECT_EQ(delegate.displayName, "Sales");
+    EXPECT_EQ(delegate.sourceName, "sales.db");
+    EXPECT_EQ(delegate.displayTag, 0x08000100u);
+    EXPECT_EQ(delegate.sourceTag, 0x08000100u);
+    EXPECT_EQ(delegate.received, (std::vector<char>{'a', '\0', 'c'}));
+    EXPECT_EQ(host.LiveStrings(), stringsBefore) << "the names were released";
+    ASSERT_EQ(delegate.blocks.size(), 1u);
+    EXPECT_EQ(host.RefCount(delegate.blocks.begin()->first), 0) << "the block was released";
+
+    probe.installDelegate(nullptr);
+    EXPECT_EQ(host.RefCount(delegateObject), 1);
+    EXPECT_EQ(Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")(), 0u);
+    for (ZYNEstring s : {label, text, title, delegate.answer}) host.Unlock(s);
+}
+
+TEST_F(ResolverTest, DatabaseConversionRemembersTheEngineAndAsksTheHostEachTime) {
+    auto convert = Service<ZYNEobject (*)(dbDatabase*, ZYNEdbEngineDefinition*)>(
+        "ZYNEdbDatabaseFromDBDatabase");
+    auto* engine = reinterpret_cast<ZYNEdbEngineDefinition*>(&gEngineTag);
+    EXPECT_EQ(convert(nullptr, engine), nullptr);  // the host has no such service
+    EXPECT_EQ(probe.lastEngine(), engine);
+
+    ZYNEobject database = Own(host.NewInstance("PluginClassInstance"));
+    gConvertedDatabase = database;
+    host.Provide("ZYNEdbDatabaseFromDBDatabase", reinterpret_cast<void*>(&DatabaseFromDB));
+    host.ClearLog();
+    EXPECT_EQ(convert(nullptr, nullptr), database);
+    EXPECT_EQ(probe.lastEngine(), nullptr);
+    EXPECT_EQ(convert(nullptr, engine), database);
+    EXPECT_EQ(host.Count("resolve ZYNEdbDatabaseFromDBDatabase -> found"), 2u);
+    gConvertedDatabase = nullptr;
+}
+
+// ----- End to end: the real bridge loads the resolver guest ------------------------------------
+
+std::map<std::string, long> gReports;
+void ReportFromGuest(const char* key, long value) {
+    gReports[key] = value;
+}
+
+int RemoveOne(const char* path, const struct stat*, int, FTW*) {
+    remove(path);
+    return 0;
+}
+
+class ResolverGuestTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gReports.clear();
+        char pattern[] = "/tmp/ResolverTest.XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        home = pattern;
+        const char* previous = getenv("HOME");
+        savedHome = previous != nullptr ? previous : "";
+        setenv("HOME", home.c_str(), 1);  // the loader's temporary data folder goes here
+        ASSERT_TRUE(host.Load()) << host.Error();
+        host.Provide("ResolverGuestReport", reinterpret_cast<void*>(&ReportFromGuest));
+        bridge = host.NewInstance("PluginBridge");
+        ASSERT_NE(bridge, nullptr);
+    }
+    void TearDown() override {
+        host.Unlock(bridge);  // the bridge releases its definitions and sweeps its folder
+        EXPECT_TRUE(host.Faults().empty()) << host.Faults().front();
+        setenv("HOME", savedHome.c_str(), 1);
+        nftw(home.c_str(), RemoveOne, 16, FTW_PHYS | FTW_DEPTH);
+    }
+    bool LoadGuest() {
+        ZYNEobject location = host.NewFolderItem(ZYNE_RESOLVER_GUEST_PATH);
+        const bool loaded = host.Call<bool>(bridge, "LoadPlugin", location);
+        host.Unlock(location);
+        return loaded;
+    }
+    std::string Dependency(long index) {
+        ZYNEstring text = host.Call<ZYNEstring>(bridge, "GetDependency", index);
+        std::string result = ReferenceHost::Text(text);
+        host.Unlock(text);
+        return result;
+    }
+
+    ReferenceHost host;
+    ZYNEobject bridge = nullptr;
+    std::string home, savedHome;
+};
+
+TEST_F(ResolverGuestTest, AGuestUsesItsResolverWhileItLoads) {
+    ASSERT_TRUE(LoadGuest());
+    const std::map<std::string, long> expected = {
+        {"graphics service", 0},
+        {"in runtime", 0},
+        {"debug mode", 1},
+        {"faux reference", 1},
+        {"instance", 1},
+        {"set", 1},
+        {"get", 1},
+        {"count", 21},
+        {"twice", 42},
+        {"host reference", 1},
+    };
+    EXPECT_EQ(gReports, expected);
+    // Foo was captured, not registered with the host.
+    EXPECT_EQ(host.FindClass("Foo"), nullptr);
+    ZYNEobject definition = host.Call<ZYNEobject>(bridge, "GetPluginDefinition", 0L);
+    ASSERT_NE(definition, nullptr);
+    EXPECT_EQ(host.Get<long>(definition, "ClassCount"), 1);
+    host.Unlock(definition);
+    // Both classes the guest asked a reference for are its dependencies, in order.
+    ASSERT_EQ(host.Get<long>(bridge, "DependencyCount"), 2);
+    EXPECT_EQ(Dependency(0), "Foo");
+    EXPECT_EQ(Dependency(1), "PluginBridge");
+}
+
+TEST_F(ResolverGuestTest, TheDesignTimeInstanceIsAPluginClassInstance) {
+    ASSERT_TRUE(LoadGuest());
+    // The guest's instance came from the host's "PluginNewInstance" as a bridge class, and
+    // its property traffic never reached the host's property services.
+    EXPECT_EQ(host.Count("PluginNewInstance(\"PluginClassInstance\")"), 1u);
+    for (const std::string& line : host.Log()) {
+        EXPECT_NE(line.rfind("ZYNESetPropValueInt(", 0), 0u) << line;
+        EXPECT_NE(line.rfind("ZYNEGetPropValueInt(", 0), 0u) << line;
+    }
+    EXPECT_GE(host.Count("RuntimeObjectIsa(ptr, ptr)"), 2u);
+}
+
+}  // namespace
