@@ -1,5 +1,11 @@
-// PluginDefinition.cpp - the plug-in record's lifetime and accessors, and the host class
+// PluginDefinition.cpp - the plug-in record's lifetime and accessors, the container walks
+// behind its library and icon accessors, the class data size lookup, and the host class
 // "PluginDefinition" that shows a record to the host.
+//
+// Container walks open the container afresh on every call and close it before returning;
+// every item fetched on the way is destroyed. Nothing read from a container is trusted:
+// files are read only when their whole length fits a host string, bitmaps go through the
+// bounded decoder.
 //
 // The host class is described by the static tables below, one row per property, method
 // or constant; the thunks only check their arguments, recover the record from the
@@ -13,9 +19,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bridge/BmpDecoder.h"
 #include "bridge/ClassTables.h"
+#include "bridge/Container.h"
+#include "bridge/GuestResolver.h"
 #include "core/string.h"
 #include "files/FolderItemImp.h"
+#include "items/DatabaseClasses.h"
+#include "items/PluginItems.h"
 #include "streams/DataFile.h"
 #include "streams/RandomAccessMechanism.h"
 
@@ -27,6 +38,16 @@ namespace {
 
 // The ASCII encoding tag, for names whose storage carries none.
 constexpr unsigned long kASCIITag = 0x0600;
+// The alias flag every container lookup passes.
+constexpr long kResolveAliases = 64;
+// Bytes of host header at the start of every host object: six machine words.
+constexpr long kHostObjectHeaderSize = 6 * static_cast<long>(sizeof(void*));
+// A plug-in class chain is followed this far at most; only a loop makes one longer.
+constexpr int kMaxClassChain = 64;
+// The biggest icon file read: a bitmap of the most pixels the decoder takes, with room
+// for headers and a palette. Larger files are not read into memory at all.
+constexpr unsigned long long kMaxIconFileBytes =
+    static_cast<unsigned long long>(kBmpMaxPixels) * 4 + 64 * 1024;
 
 template <class T>
 T* PointerAt(const SimpleVector<T*>& vector, unsigned long index) {
@@ -43,6 +64,159 @@ ZYNEstring HostStringOf(const string& text) {
     return ZYNEBuildString(text.CString(), static_cast<int>(text.Length()));
 }
 
+// A name as a host string of its bytes, tagged with its own encoding.
+ZYNEstring HostNameOf(const string& name) {
+    const unsigned long encoding = name.GetStorage() != nullptr ? name.Encoding() : kASCIITag;
+    return ZYNEBuildString(name.CString(), static_cast<int>(name.Length()), encoding);
+}
+
+// The whole of `file` in a malloc'ed block (the caller frees it; never nil on success,
+// even for an empty file) with its length. False when the file cannot be opened or read
+// whole, or is longer than `limit` bytes.
+bool ReadWholeFile(FolderItemImp* file, unsigned long long limit, char** bytes,
+                   unsigned int* length) {
+    RandomAccessMechanism* stream = file->OpenFile(1, 0);
+    if (stream == nullptr) return false;
+    bool done = false;
+    const unsigned long long size = stream->GetLength();
+    if (size <= limit) {
+        const auto count = static_cast<unsigned int>(size);
+        char* block = static_cast<char*>(std::malloc(count > 0 ? count : 1));
+        int actual = 0;
+        if (block != nullptr && (count == 0 || (stream->ReadData(block, count, &actual) &&
+                                                actual == static_cast<int>(count)))) {
+            *bytes = block;
+            *length = count;
+            done = true;
+        } else {
+            std::free(block);
+        }
+    }
+    delete stream;
+    return done;
+}
+
+// A file's bytes as a new host string, or nil. A host string's length is an int, so
+// anything longer cannot be handed over.
+ZYNEstring HostStringOfFile(FolderItemImp* file) {
+    char* bytes = nullptr;
+    unsigned int length = 0;
+    if (!ReadWholeFile(file, 0x7FFFFFFEULL, &bytes, &length)) return nullptr;
+    ZYNEstring result = ZYNEBuildString(bytes, static_cast<int>(length));
+    std::free(bytes);
+    return result;
+}
+
+// The folder in "Build Resources" that holds a target's libraries, or nil above 6.
+const char* TargetFolderName(long target) {
+    switch (target) {
+        case kMacClassic:
+            return "Mac Classic";
+        case kWindows:
+            return "Windows";
+        case kMacCarbon:
+            return "Mac Carbon";
+        case kMachO:
+            return "Mac Carbon Mach-O";
+        case kLinuxX86:
+            // Kept on purpose: a lower-case x, unlike the "Linux X86" the loader reads.
+            // The directory layer compares names without regard to case, so both find it.
+            return "Linux x86";
+        case kMacCocoa:
+            return "Mac Cocoa";
+        case kMachOUniversal:
+            return "Mac Carbon Mach-O Universal";
+        default:
+            return nullptr;
+    }
+}
+
+// Walks the container's top-level folders in index order. For each that is a folder with
+// a "Build Resources" folder holding the target's folder, the child at `index` of that
+// folder (if any) is handed to `answer`; the first non-nil answer ends the walk. Nil when
+// the container cannot be opened or no family answers. The search deliberately does not
+// stay in the record's own family: the first family with a library at that index wins.
+template <class Answer>
+ZYNEstring SearchFamilies(FolderItemImp* containerFile, long target, uint32_t index,
+                          Answer answer) {
+    const char* folderName = TargetFolderName(target);
+    if (folderName == nullptr) return nullptr;
+    FolderItemImp* root = OpenContainerRoot(containerFile);
+    if (root == nullptr) return nullptr;
+    ZYNEstring result = nullptr;
+    const long count = root->GetChildCount();
+    for (long i = 0; i < count && result == nullptr; ++i) {
+        FolderItemImp* family = root->GetChildByIndex(i, kResolveAliases);
+        if (family == nullptr) continue;
+        if (family->IsDirectory()) {
+            FolderItemImp* build =
+                family->GetChildByName(string("Build Resources"), kResolveAliases);
+            if (build != nullptr && build->IsDirectory()) {
+                FolderItemImp* folder = build->GetChildByName(string(folderName), kResolveAliases);
+                if (folder != nullptr && folder->IsDirectory()) {
+                    FolderItemImp* library =
+                        folder->GetChildByIndex(static_cast<long>(index), kResolveAliases);
+                    if (library != nullptr) result = answer(library);
+                    delete library;
+                }
+                delete folder;
+            }
+            delete build;
+        }
+        delete family;
+    }
+    CloseContainerRoot(root);
+    return result;
+}
+
+// The bitmap `name` in `folder` as a new host picture, or nil.
+ZYNEobject PictureFromFile(FolderItemImp* folder, const string& name) {
+    FolderItemImp* file = folder->GetChildByName(name, kResolveAliases);
+    if (file == nullptr) return nullptr;
+    ZYNEobject picture = nullptr;
+    char* bytes = nullptr;
+    unsigned int length = 0;
+    if (file->Exists() && !file->IsDirectory() &&
+        ReadWholeFile(file, kMaxIconFileBytes, &bytes, &length)) {
+        BmpImage image;
+        if (DecodeBmp(reinterpret_cast<const unsigned char*>(bytes), length, &image)) {
+            picture = ZYNEBuildPictureFromBuffer(image.width, image.height, kPixelTypeRGBA8,
+                                                 image.pixels, image.width * 4);
+            FreeBmpImage(&image);
+        }
+        std::free(bytes);
+    }
+    delete file;
+    return picture;
+}
+
+// GetClassDataSize with the depth of the chain walked so far.
+long ClassDataSize(const char* name, int depth) {
+    if (name == nullptr || name[0] == '\0') return 0;
+    const string key(name);
+    PluginDefinition* owner = nullptr;
+    if (ClassOwnerMap().GetEntry(key, owner)) {
+        if (owner == nullptr) return 0;
+        for (long i = 0; i < owner->classes.Count(); ++i) {
+            const ZYNEclassDefinition* record = owner->classes[i];
+            if (record == nullptr || record->name == nullptr) continue;
+            if (string(record->name).Compare(key) != 0) continue;
+            if (depth + 1 >= kMaxClassChain) return record->dataSize;
+            return record->dataSize + ClassDataSize(record->superName, depth + 1);
+        }
+        return 0;
+    }
+    // A host class. Host objects begin with a pointer to the host's record of their class,
+    // and that record begins with the instance size in bytes, header included, as one
+    // machine word; the host's own data is what lies between the header and that size.
+    ZYNEobject instance = ZYNEnewInstance(name);
+    if (instance == nullptr) return 0;
+    const auto* classRecord = *reinterpret_cast<const long* const*>(instance);
+    const long size = classRecord != nullptr ? *classRecord - kHostObjectHeaderSize : 0;
+    ZYNEUnlockObject(instance);
+    return size;
+}
+
 }  // namespace
 
 // ----- The record -------------------------------------------------------------------------
@@ -51,6 +225,13 @@ PluginDefinition::~PluginDefinition() {
     assert(refCount == 0 && "a plug-in record is destroyed with references left");
     // The twelve vectors free their storage as members, after this body; nothing reads
     // them here, so the order is not observable.
+    // Class-owner entries outlive their record (the map only grows); they stop naming this
+    // record here, so a later lookup of one of its classes finds no owner instead of
+    // following the entry into freed memory and an unloaded library.
+    StringMap<PluginDefinition*>& owners = ClassOwnerMap();
+    for (auto* entry = owners.FirstEntry(); entry != nullptr; entry = entry->nextInOrder) {
+        if (entry->value == this) owners.AddEntry(entry->key, nullptr);
+    }
     if (libraryHandle != nullptr) dlclose(libraryHandle);
     if (lockStream != nullptr) {
         const auto fd = static_cast<long>(lockStream->GetFileHandle(kFileHandleDescriptor));
@@ -137,12 +318,16 @@ ZYNEstring PluginDefinition::GetLibrary(long target) {
             return nullptr;  // also every target above 6
     }
     if (!carried) return nullptr;
-    if (sourceKind == kSourceNativeLibrary) return GetLibraryFromNative();
-    // The Linux library of a container is served from its extracted file, not read
-    // from the container again.
-    if (sourceKind == kSourceContainer && target == kLinuxX86) return GetLibraryFromNative();
-    // Other container targets need the container walk, which comes with the loader.
-    return nullptr;
+    switch (sourceKind) {
+        case kSourceNativeLibrary:
+            return GetLibraryFromNative();
+        case kSourceResource:
+            return GetLibraryFromResource(target);
+        case kSourceContainer:
+            return GetLibraryFromZQX(target);
+        default:
+            return nullptr;
+    }
 }
 
 ZYNEstring PluginDefinition::GetLibraryName(long target) {
@@ -173,37 +358,90 @@ ZYNEstring PluginDefinition::GetLibraryName(long target) {
             return nullptr;
     }
     if (!carried) return nullptr;
-    if (sourceKind == kSourceNativeLibrary) return GetLibraryNameFromNative();
-    // Container records: the name walk comes with the loader.
+    switch (sourceKind) {
+        case kSourceNativeLibrary:
+            return GetLibraryNameFromNative();
+        case kSourceResource:
+            return GetLibraryNameFromResource(target);
+        case kSourceContainer:
+            return GetLibraryNameFromZQX(target);
+        default:
+            return nullptr;
+    }
+}
+
+ZYNEstring PluginDefinition::GetLibraryFromZQX(long target) {
+    // The Linux library is served from its extracted file, not read from the container
+    // again.
+    if (target == kLinuxX86) return GetLibraryFromNative();
+    return SearchFamilies(containerFile, target, linuxIndex, HostStringOfFile);
+}
+
+ZYNEstring PluginDefinition::GetLibraryNameFromZQX(long target) {
+    // No shortcut for kLinuxX86 here: its name is looked up in the container as well.
+    return SearchFamilies(containerFile, target, linuxIndex,
+                          [](FolderItemImp* library) { return HostNameOf(library->GetName()); });
+}
+
+ZYNEstring PluginDefinition::GetLibraryFromResource(long) {
+    return nullptr;
+}
+
+ZYNEstring PluginDefinition::GetLibraryNameFromResource(long) {
     return nullptr;
 }
 
 ZYNEstring PluginDefinition::GetLibraryFromNative() {
-    if (libraryFile == nullptr) return nullptr;
-    RandomAccessMechanism* stream = libraryFile->OpenFile(1, 0);
-    if (stream == nullptr) return nullptr;
-    ZYNEstring result = nullptr;
-    const unsigned long long length = stream->GetLength();
-    // A host string's length is an int; anything longer cannot be handed over.
-    if (length < 0x7FFFFFFFULL) {
-        const auto size = static_cast<unsigned int>(length);
-        char* bytes = static_cast<char*>(std::malloc(size > 0 ? size : 1));
-        int actual = 0;
-        if (bytes != nullptr && (size == 0 || (stream->ReadData(bytes, size, &actual) &&
-                                               actual == static_cast<int>(size)))) {
-            result = ZYNEBuildString(bytes, static_cast<int>(size));
-        }
-        std::free(bytes);
-    }
-    delete stream;
-    return result;
+    return libraryFile != nullptr ? HostStringOfFile(libraryFile) : nullptr;
 }
 
 ZYNEstring PluginDefinition::GetLibraryNameFromNative() {
-    if (libraryFile == nullptr) return nullptr;
-    const string name = libraryFile->GetName();
-    const unsigned long encoding = name.GetStorage() != nullptr ? name.Encoding() : kASCIITag;
-    return ZYNEBuildString(name.CString(), static_cast<int>(name.Length()), encoding);
+    return libraryFile != nullptr ? HostNameOf(libraryFile->GetName()) : nullptr;
+}
+
+ZYNEobject PluginDefinition::GetControlIcon(ZYNEcontrol* control, bool mask) {
+    if (sourceKind != kSourceContainer || containerFile == nullptr || control == nullptr)
+        return nullptr;
+    FolderItemImp* root = OpenContainerRoot(containerFile);
+    if (root == nullptr) return nullptr;
+    char number[24];
+    std::snprintf(number, sizeof number, "%ld", static_cast<long>(control->toolbarPicture));
+    const string smallName = string(number) + string(mask ? "-smallmask.bmp" : "-small.bmp");
+    const string largeName = string(number) + string(mask ? "mask.bmp" : ".bmp");
+
+    ZYNEobject picture = nullptr;
+    const long count = root->GetChildCount();
+    for (long i = 0; i < count && picture == nullptr; ++i) {
+        FolderItemImp* family = root->GetChildByIndex(i, kResolveAliases);
+        if (family == nullptr) continue;
+        if (family->IsDirectory()) {
+            FolderItemImp* ide = family->GetChildByName(string("IDE Resources"), kResolveAliases);
+            if (ide != nullptr && ide->IsDirectory()) {
+                FolderItemImp* palette =
+                    ide->GetChildByName(string("Controls Palette"), kResolveAliases);
+                if (palette != nullptr && palette->IsDirectory()) {
+                    picture = GetControlIconHelper(palette, smallName);
+                    if (picture == nullptr) picture = GetControlIconHelper(palette, largeName);
+                }
+                delete palette;
+            }
+            delete ide;
+        }
+        delete family;
+    }
+    CloseContainerRoot(root);
+    return picture;
+}
+
+ZYNEobject PluginDefinition::GetControlIconHelper(FolderItemImp* folder, string fileName) {
+    if (folder == nullptr) return nullptr;
+    ZYNEobject picture = nullptr;
+    FolderItemImp* platform = folder->GetChildByName(string("Linux x86"), kResolveAliases);
+    if (platform != nullptr && platform->IsDirectory())
+        picture = PictureFromFile(platform, fileName);
+    delete platform;
+    if (picture == nullptr) picture = PictureFromFile(folder, fileName);
+    return picture;
 }
 
 ZYNEstring PluginDefinition::UniqueID() const {
@@ -313,10 +551,69 @@ ZYNEstring IDGetter(ZYNEobject self, long) {
     return record != nullptr ? record->UniqueID() : nullptr;
 }
 
-// The item getters: the item classes that show captured items do not exist yet, so
-// every one answers nil for now, whatever the index.
-ZYNEobject NoItemYet(ZYNEobject, long) {
-    return nullptr;
+// The item getters: a new item object for the captured item at `index`, nil past the
+// count. Views of guest records hold a reference on this record for their life.
+ZYNEobject GetClassMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginClassObject(record->GetClass(index), record) : nullptr;
+}
+
+ZYNEobject GetClassExtensionMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginClassObject(record->GetClassExtension(index), record)
+                             : nullptr;
+}
+
+// The icon, then its mask, fetched in that order; the control object keeps both.
+ZYNEobject GetControlMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    ZYNEcontrol* control = record != nullptr ? record->GetControl(index) : nullptr;
+    if (control == nullptr) return nullptr;
+    ZYNEobject icon = record->GetControlIcon(control, false);
+    ZYNEobject mask = record->GetControlIcon(control, true);
+    return NewPluginControlObject(control, icon, mask, record);
+}
+
+ZYNEobject GetInterfaceMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginInterfaceObject(record->GetInterface(index), record)
+                             : nullptr;
+}
+
+ZYNEobject GetModuleMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginModuleObject(record->GetModule(index), record) : nullptr;
+}
+
+// A global method shows its declaration and its two routines; its flags are not read.
+ZYNEobject GetMethodMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginMethodObject(record->GetMethod(index), true, false)
+                             : nullptr;
+}
+
+ZYNEobject GetStructureMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginStructureObject(record->GetStructure(index)) : nullptr;
+}
+
+ZYNEobject GetEnumMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    return record != nullptr ? NewPluginEnumObject(record->GetEnum(index)) : nullptr;
+}
+
+ZYNEobject GetDataSourceInterfaceMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    const PluginDefinitionPair* pair =
+        record != nullptr ? record->GetDataSourceInterface(index) : nullptr;
+    return pair != nullptr ? NewPluginDataSourceInterfaceObject(pair->first, pair->second)
+                           : nullptr;
+}
+
+ZYNEobject GetDataSourceMethod(ZYNEobject self, long index) {
+    PluginDefinition* record = RecordOf(self);
+    const PluginDefinitionPair* pair = record != nullptr ? record->GetDataSource(index) : nullptr;
+    return pair != nullptr ? NewPluginDataSourceObject(pair->first, pair->second) : nullptr;
 }
 
 ZYNEstring GetLibraryMethod(ZYNEobject self, long whichTarget) {
@@ -386,17 +683,17 @@ ZYNEproperty PluginDefinitionProperties[] = {
 #undef FLAG_PROPERTY
 
 ZYNEmethodDefinition PluginDefinitionMethods[] = {
-    {Routine(&NoItemYet), nullptr, "GetClass( index as integer ) as PluginClass", 0},
-    {Routine(&NoItemYet), nullptr, "GetControl( index as integer ) as PluginControl", 0},
-    {Routine(&NoItemYet), nullptr, "GetInterface( index as integer ) as PluginInterface", 0},
-    {Routine(&NoItemYet), nullptr, "GetMethod( index as integer ) as PluginMethod", 0},
-    {Routine(&NoItemYet), nullptr, "GetStructure( index as integer ) as PluginStructure", 0},
-    {Routine(&NoItemYet), nullptr, "GetEnum( index as integer ) as PluginEnum", 0},
-    {Routine(&NoItemYet), nullptr, "GetModule( index as integer ) as PluginModule", 0},
-    {Routine(&NoItemYet), nullptr, "GetClassExtension( index As Integer ) As PluginClass", 0},
-    {Routine(&NoItemYet), nullptr,
+    {Routine(&GetClassMethod), nullptr, "GetClass( index as integer ) as PluginClass", 0},
+    {Routine(&GetControlMethod), nullptr, "GetControl( index as integer ) as PluginControl", 0},
+    {Routine(&GetInterfaceMethod), nullptr, "GetInterface( index as integer ) as PluginInterface", 0},
+    {Routine(&GetMethodMethod), nullptr, "GetMethod( index as integer ) as PluginMethod", 0},
+    {Routine(&GetStructureMethod), nullptr, "GetStructure( index as integer ) as PluginStructure", 0},
+    {Routine(&GetEnumMethod), nullptr, "GetEnum( index as integer ) as PluginEnum", 0},
+    {Routine(&GetModuleMethod), nullptr, "GetModule( index as integer ) as PluginModule", 0},
+    {Routine(&GetClassExtensionMethod), nullptr, "GetClassExtension( index As Integer ) As PluginClass", 0},
+    {Routine(&GetDataSourceInterfaceMethod), nullptr,
      "GetDataSourceInterface( index As Integer) as PluginDataSourceInterface", 0},
-    {Routine(&NoItemYet), nullptr, "GetDataSource( index As Integer) as PluginDataSource", 0},
+    {Routine(&GetDataSourceMethod), nullptr, "GetDataSource( index As Integer) as PluginDataSource", 0},
     {Routine(&GetLibraryMethod), nullptr, "GetLibrary( whichTarget as integer ) as string", 0},
     {Routine(&GetLibraryNameMethod), nullptr, "GetLibraryName( whichTarget as integer ) as string",
      0},
@@ -440,6 +737,10 @@ ZYNE_API ZYNEclassDefinition PluginDefinitionClassDefinition = {
     .sharedMethods = nullptr,
     .sharedMethodCount = 0,
 };
+
+long GetClassDataSize(const char* name) {
+    return ClassDataSize(name, 0);
+}
 
 ZYNEobject NewPluginDefinitionObject(PluginDefinition* record) {
     if (record == nullptr) return nullptr;

@@ -6,14 +6,15 @@
 // reference-counted: one reference for the bridge's list, one per host object that
 // shows it. The record never owns the items its vectors point to: they live in the
 // guest library, which the record keeps loaded until it is destroyed.
-// Not here: the container walks behind GetLibrary/GetLibraryName for non-Linux
-// targets, control icons and the class data size lookup (they come with the loader).
+// Libraries of other targets and palette icons are read from the container on every
+// call (nothing is cached); the Linux library is served from its extracted file.
 #ifndef ZYNE_BRIDGE_PLUGIN_DEFINITION_H
 #define ZYNE_BRIDGE_PLUGIN_DEFINITION_H
 
 #include <cstdint>
 
 #include "core/SimpleVector.h"
+#include "core/string.h"
 #include "hostapi/ZYNEPlugin.h"
 
 class FolderItemImp;
@@ -46,9 +47,10 @@ class PluginDefinition {
 public:
     /// Every vector empty, every flag false, one reference, no library, linuxIndex 0.
     PluginDefinition() = default;
-    /// Closes the library (dlclose), releases and closes the lock stream, removes the
-    /// extracted file when deleteLibraryOnClose is set, destroys both items and frees
-    /// extraBuffer. Asserts that no reference is left.
+    /// Clears this record from the class-owner map's values (the keys stay), closes the
+    /// library (dlclose), releases and closes the lock stream, removes the extracted file
+    /// when deleteLibraryOnClose is set, destroys both items and frees extraBuffer.
+    /// Asserts that no reference is left.
     ~PluginDefinition();
     PluginDefinition(const PluginDefinition&) = delete;
     PluginDefinition& operator=(const PluginDefinition&) = delete;
@@ -74,13 +76,46 @@ public:
     PluginDefinitionPair* GetDataSource(unsigned long index);
     ZYNEDatabaseConnectionDefinition* GetDatabaseConnection(unsigned long index) const;
 
-    /// The library's bytes for `target` as a new host string (the caller owns it), or nil.
-    /// Served today: a bare library, and the Linux library of a container (from its
-    /// extracted file). Other container targets answer nil until the container walk exists.
+    /// The library's bytes for `target` as a new host string (the caller owns it), or nil
+    /// when the target is above 6, its flag is not set or the bytes cannot be read. By
+    /// source: a bare library's own file; a container's library for the target (the Linux
+    /// one from its extracted file); nil for a resource.
     ZYNEstring GetLibrary(long target);
-    /// The library's file name for `target` as a new host string, or nil. Served today: a
-    /// bare library. Container records answer nil until the container walk exists.
+    /// The library's file name for `target` as a new host string, or nil; as GetLibrary,
+    /// except that kMachOUniversal tests isMachO, not isMachOUniversal.
     ZYNEstring GetLibraryName(long target);
+
+    /// The bytes of the child at linuxIndex of the target's folder in "Build Resources" of
+    /// the first top-level folder of the container that has one (not necessarily this
+    /// plug-in's own family), as a new host string; nil when none. kLinuxX86 answers
+    /// GetLibraryFromNative() instead: the extracted file, not the container's copy.
+    ZYNEstring GetLibraryFromZQX(long target);
+    /// The name of that same child, for every target including kLinuxX86; nil when none.
+    ZYNEstring GetLibraryNameFromZQX(long target);
+    /// libraryFile's bytes as a new host string; nil when there is no file or it cannot be
+    /// read whole.
+    ZYNEstring GetLibraryFromNative();
+    /// libraryFile's name as a new host string tagged with the name's encoding (ASCII when
+    /// the name is empty); nil without a file.
+    ZYNEstring GetLibraryNameFromNative();
+    /// Records from resources are never made on this platform: always nil.
+    ZYNEstring GetLibraryFromResource(long target);
+    ZYNEstring GetLibraryNameFromResource(long target);
+
+    /// The palette icon (or, with `mask`, its mask) of `control` as a new host picture
+    /// owned by the caller, or nil. Only container records have icons: in "IDE Resources/
+    /// Controls Palette" of the first top-level folder that has one, the file
+    /// "<toolbarPicture>-small.bmp" ("-smallmask.bmp"), else "<toolbarPicture>.bmp"
+    /// ("mask.bmp"). Nil for other records, a nil control, or when no family has the icon.
+    ZYNEobject GetControlIcon(ZYNEcontrol* control, bool mask);
+    /// The bitmap `fileName` in `folder` (not owned), decoded and handed to the host's
+    /// "ZYNEBuildPictureFromBuffer" in the kPixelTypeRGBA8 layout: a new host picture owned
+    /// by the caller, or nil when the file is missing, unreadable or not a bitmap the
+    /// decoder accepts. A file of that name in the folder's "Linux x86" child is preferred
+    /// over the folder's own, so a palette can override an icon for this platform; when
+    /// the preferred one gives no picture the folder's own is tried.
+    static ZYNEobject GetControlIconHelper(FolderItemImp* folder, string fileName);
+
     /// "plugin:<container name>:<linuxIndex>", "plugin:<library name>:<nativeIndex>" or
     /// "plugin:<nativeIndex>", as a new host string owned by the caller.
     ZYNEstring UniqueID() const;
@@ -115,11 +150,17 @@ public:
     uint32_t nativeIndex = 0;                     // UniqueID of records without a container
     void* extraBuffer = nullptr;                  // malloc'ed; freed by the destructor
     uint32_t linuxIndex = 0;                      // index within each target folder
-
-private:
-    ZYNEstring GetLibraryFromNative();
-    ZYNEstring GetLibraryNameFromNative();
 };
+
+/// The instance data size, in bytes, that instances of the class `name` carry before a
+/// subclass's own data. A class some guest registered (it is in ClassOwnerMap()): its
+/// declared dataSize plus that of its superclass, recursively (the whole plug-in chain;
+/// a chain longer than 64 classes, which only a loop makes, stops adding there). Any
+/// other class is the host's: an instance is made with ZYNEnewInstance, and the instance
+/// size the host records for its class less the six-word object header is the answer.
+/// 0 for a nil or empty name, a registered name its owner has no class for, or a host
+/// class the host cannot instantiate.
+long GetClassDataSize(const char* name);
 
 /// The host-visible class "PluginDefinition": instance data is one PluginDefinition*,
 /// holding one reference (nil after the constructor). Exported with the interface.

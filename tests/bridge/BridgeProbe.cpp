@@ -1,6 +1,7 @@
 // BridgeProbe.cpp - test-only record builders and the sweep, over the bridge's own code.
 #include "BridgeProbe.h"
 
+#include "bridge/GuestResolver.h"
 #include "bridge/PluginBridge.h"
 #include "bridge/PluginDefinition.h"
 #include "files/FolderItemImpUnix.h"
@@ -91,6 +92,27 @@ PROBE_API void ProbeAdoptDefinition(void* bridge, void* record) {
 PROBE_API void ProbeSweep(const char* path) {
     FolderItemImpUnix item{string(path)};
     SweepFolderItem(&item);
+}
+
+PROBE_API void ProbeUseResolver(void* resolver) {
+    gResolver = reinterpret_cast<ZYNEResolver>(resolver);
+}
+
+PROBE_API void ProbeOwnClass(const char* name, void* record) {
+    ClassOwnerMap().AddEntry(string(name), static_cast<PluginDefinition*>(record));
+}
+
+PROBE_API long ProbeClassDataSize(const char* name) {
+    return GetClassDataSize(name);
+}
+
+PROBE_API void ProbeReleaseDefinition(void* record) {
+    PluginDefinition::Release(static_cast<PluginDefinition*>(record));
+}
+
+PROBE_API void* ProbeControlIcon(void* record, void* control, bool mask) {
+    return static_cast<PluginDefinition*>(record)->GetControlIcon(static_cast<ZYNEcontrol*>(control),
+                                                                  mask);
 }
 
 }  // extern "C"

@@ -32,6 +32,21 @@ void ProbeAdoptDefinition(void* bridge, void* record);
 /// Sweeps the folder or file at `path` as a bridge's destructor sweeps its temporary data
 /// folder.
 void ProbeSweep(const char* path);
+
+// The probe carries its own copy of the host glue and of the class-owner map. These run
+// bridge code in that copy, for what no host-visible class reaches yet.
+
+/// Points the probe's host glue at `resolver` (a ZYNEResolver).
+void ProbeUseResolver(void* resolver);
+/// Enters (name, record) in the probe's class-owner map, as a guest's class registration
+/// would.
+void ProbeOwnClass(const char* name, void* record);
+/// GetClassDataSize(name) over the probe's class-owner map and host glue.
+long ProbeClassDataSize(const char* name);
+/// Drops one reference of `record` with the probe's code (its class-owner map is cleared).
+void ProbeReleaseDefinition(void* record);
+/// record->GetControlIcon(control, mask); the picture, if any, is the caller's.
+void* ProbeControlIcon(void* record, void* control, bool mask);
 }
 
 #endif  // ZYNE_TESTS_BRIDGE_BRIDGE_PROBE_H
