@@ -31,6 +31,18 @@ inline ZYNEproperty ReadOnlyProperty(const char* name, const char* type, void* g
             .enumEntries = nullptr};
 }
 
+// A read-only property kept as a plain field of the instance data at byte `offset`: the
+// host reads it there itself.
+inline ZYNEproperty ReadOnlyField(const char* name, const char* type, long offset) {
+    ZYNEproperty property = ReadOnlyProperty(name, type, ZYNE_DIRECT_FIELD, offset);
+    return property;
+}
+
+// A method row: routine and declaration, no setter, no flags.
+inline ZYNEmethodDefinition MethodRow(void* function, const char* declaration) {
+    return {function, nullptr, declaration, 0};
+}
+
 // The number of rows of a static table, as the records count them.
 constexpr long CountOf(const auto& table) { return static_cast<long>(sizeof table / sizeof table[0]); }
 

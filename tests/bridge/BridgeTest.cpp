@@ -187,10 +187,26 @@ private:
 
 TEST_F(BridgeTest, RegistersItsClassesAndGlobalMethodsInOrder) {
     const std::vector<std::string> expected = {
+        "class PluginMethod",
+        "class PluginModule",
+        "class PluginProperty",
+        "class PluginClassInstance",
+        "class PluginClass",
+        "class PluginInterface",
+        "class PluginControlInstance",
+        "class PluginControl",
         "class PluginBridge",
         "class PluginDefinition",
+        "class PluginConstant",
+        "class PluginDataSourceInterface",
+        "class PluginDataSource",
+        "class PluginDatabaseEngine",
+        "interface PluginDBDialogDelegate",
+        "module PluginDatabaseDelegate",
         "method PluginBridgeSetProjFolder( file as FolderItem )",
         "method PluginBridgeSetDefaultFontAndSize( fontName as String, size as Integer )",
+        "class PluginStructure",
+        "class PluginEnum",
     };
     EXPECT_EQ(host_.RegistrationOrder(), expected);
     EXPECT_EQ(host_.PluginVersion(), 9);
@@ -434,13 +450,21 @@ TEST_F(BridgeTest, GetDatabaseConnectionReturnsTheRawPointer) {
     host_.Unlock(definition);
 }
 
-TEST_F(BridgeTest, ItemGettersAnswerNilUntilTheItemClassesExist) {
+TEST_F(BridgeTest, ItemGettersAnswerNilPastTheCount) {
     void* record = TheProbe().newDefinition(0);
-    int item = 0;
+    ZYNEclassDefinition item{};
+    item.name = "Item";
     TheProbe().appendItems(record, 0, 1, &item);
     ZYNEobject definition = DefinitionObject(record);
-    EXPECT_EQ(host_.Call<ZYNEobject>(definition, "GetClass", 0L), nullptr);
-    EXPECT_EQ(host_.Call<ZYNEobject>(definition, "GetClass", 1L), nullptr);
+    ZYNEobject found = host_.Call<ZYNEobject>(definition, "GetClass", 0L);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(host_.ClassOf(found), host_.FindClass("PluginClass")->record);
+    host_.Unlock(found);
+    for (const char* getter : {"GetClass", "GetControl", "GetInterface", "GetMethod",
+                               "GetStructure", "GetEnum", "GetModule", "GetClassExtension"}) {
+        EXPECT_EQ(host_.Call<ZYNEobject>(definition, getter, 1L), nullptr) << getter;
+        EXPECT_EQ(host_.Call<ZYNEobject>(definition, getter, -1L), nullptr) << getter;
+    }
     host_.Unlock(definition);
 }
 
