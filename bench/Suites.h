@@ -23,4 +23,9 @@ bool RegisterStreamBenchmarks(RatioReporter& reporter);
 /// opening and listing a volume of 10,000 files against readdir. Always true.
 bool RegisterVolumeBenchmarks(RatioReporter& reporter);
 
+/// LoaderBench.cpp: LoadPlugin of a container through the reference host against copying
+/// and dlopen of the same libraries (real time): one 16 MiB library, and 50 small ones.
+/// Always true.
+bool RegisterLoaderBenchmarks(RatioReporter& reporter);
+
 #endif  // ZYNE_BENCH_SUITES_H

@@ -14,7 +14,8 @@ int main(int argc, char** argv) {
 
     RatioReporter reporter;
     if (!RegisterForwarderBenchmarks(reporter) || !RegisterTextBenchmarks(reporter) ||
-        !RegisterStreamBenchmarks(reporter) || !RegisterVolumeBenchmarks(reporter))
+        !RegisterStreamBenchmarks(reporter) || !RegisterVolumeBenchmarks(reporter) ||
+        !RegisterLoaderBenchmarks(reporter))
         return 1;
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
