@@ -25,6 +25,17 @@ namespace {
 // No GTK headers in this build: its objects are opaque here, only ever handed back.
 struct GdkDisplay;
 struct GtkSettings;
+struct GtkWidget;
+struct GtkContainer;
+struct GTypeInstance;
+// GLib's doubly linked list, whose layout is part of GLib's interface.
+struct GList {
+    void* data;
+    GList* next;
+    GList* prev;
+};
+using GType = unsigned long;
+using gboolean = int;
 #endif
 
 // One row per GTK function the glue calls: name, result, parameters, as GTK
@@ -33,7 +44,14 @@ struct GtkSettings;
     X(gdk_display_get_default, GdkDisplay*, (void))                       \
     X(gtk_settings_get_default, GtkSettings*, (void))                     \
     X(g_object_get, void, (void* object, const char* firstProperty, ...)) \
-    X(gdk_beep, void, (void))
+    X(gdk_beep, void, (void))                                             \
+    X(gtk_container_get_type, GType, (void))                              \
+    X(gtk_vbox_get_type, GType, (void))                                   \
+    X(g_type_check_instance_is_a, gboolean,                               \
+      (GTypeInstance * instance, GType ifaceType))                        \
+    X(gtk_container_get_children, GList*, (GtkContainer * container))     \
+    X(g_list_free, void, (GList * list))                                  \
+    X(gtk_widget_realize, void, (GtkWidget * widget))
 
 // The functions themselves, each member named after its GTK function.
 struct Functions {
@@ -76,7 +94,36 @@ GdkDisplay* OpenDisplay(const Functions& gtk) {
     return gtk.gdk_display_get_default != nullptr ? gtk.gdk_display_get_default() : nullptr;
 }
 
+// Whether `object` is a GObject instance of `type` or of a type derived from it.
+bool IsA(const Functions& gtk, void* object, GType type) {
+    return gtk.g_type_check_instance_is_a(static_cast<GTypeInstance*>(object), type) != 0;
+}
+
 }  // namespace
+
+void* RealizedVerticalBox(void* window) {
+    const Functions& gtk = Gtk();
+    if (window == nullptr || OpenDisplay(gtk) == nullptr) return nullptr;
+    if (gtk.gtk_container_get_type == nullptr || gtk.gtk_vbox_get_type == nullptr ||
+        gtk.g_type_check_instance_is_a == nullptr || gtk.gtk_container_get_children == nullptr ||
+        gtk.g_list_free == nullptr || gtk.gtk_widget_realize == nullptr)
+        return nullptr;
+    // Checked first: GTK answers a widget that is no container with critical warnings.
+    if (!IsA(gtk, window, gtk.gtk_container_get_type())) return nullptr;
+    GList* children = gtk.gtk_container_get_children(static_cast<GtkContainer*>(window));
+    const GType vbox = gtk.gtk_vbox_get_type();
+    void* box = nullptr;
+    for (GList* item = children; item != nullptr; item = item->next) {
+        if (item->data != nullptr && IsA(gtk, item->data, vbox)) {
+            box = item->data;
+            break;
+        }
+    }
+    // The list is ours, its widgets the window's.
+    gtk.g_list_free(children);
+    if (box != nullptr) gtk.gtk_widget_realize(static_cast<GtkWidget*>(box));
+    return box;
+}
 
 long DoubleClickTimeMs() {
     const Functions& gtk = Gtk();

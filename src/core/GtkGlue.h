@@ -9,6 +9,8 @@
 // Two builds of the same functions: the native one links GTK; the one built with
 // ZYNE_GTK_RUNTIME_BINDING (i386, where no GTK development files exist) looks
 // the same functions up in the host process on first use.
+//
+// Design-time controls are placed in a window's vertical box; RealizedVerticalBox finds it.
 #ifndef ZYNE_CORE_GTK_GLUE_H
 #define ZYNE_CORE_GTK_GLUE_H
 
@@ -22,6 +24,13 @@ inline constexpr long kDefaultDoubleClickTimeMs = 250;
 /// GTK is not in the process or when the setting cannot be read. Read afresh on
 /// every call: the user may change it while the host runs.
 long DoubleClickTimeMs();
+
+/// The vertical box (a GtkVBox) among the direct children of `window` (a GtkContainer,
+/// typically a GtkWindow), realised so that it has a native window to draw in; the first
+/// such child when there are several. Null when `window` is null or not a container, when
+/// it holds no vertical box, when no display is open or when GTK is not in the process.
+/// The box belongs to the window.
+void* RealizedVerticalBox(void* window);
 
 /// Rings the display's bell. Does nothing when no display is open or GTK is not in
 /// the process.

@@ -149,6 +149,46 @@ typedef struct ZYNEclassDefinition {
     long sharedMethodCount;                  /* 24 version 9 */
 } ZYNEclassDefinition;
 
+/* The behaviour record of a control: what a control's instances do. A control record's
+ * word 14 points at one, or is null for a control that does nothing of its own (the
+ * designer then shows its palette icon). Every word is a routine or null; a null entry
+ * is simply not called. Every routine takes the control instance first; the instance's
+ * data is reached with ZYNEGetControlData(self, control record), as anywhere else.
+ *
+ *   WORD  FIELD         CALLED
+ *   0     constructor   once, when an instance is made, after its data is zeroed
+ *   1     destructor    once, when the last reference to the instance goes
+ *   2     redraw        to draw: (self, graphics); draw in window coordinates, inside the
+ *                       bounds "GetControlBounds" gives
+ *   3     mouseDown     (self, x, y) in window coordinates; answers nonzero to receive
+ *                       the following mouseDrag and mouseUp calls
+ *   4     mouseDrag     (self, x, y) while the button stays down
+ *   5     mouseUp       (self, x, y) when the button is released
+ *   6     keyDown       (self, key, modifiers); answers nonzero when it used the key
+ *   7     gotFocus      (self)
+ *   8     lostFocus     (self)
+ *   9     stateChanged  (self, what): ZYNE_CONTROL_* bits saying what changed: bounds,
+ *                       visibility or enabled state
+ *   10-15 reserved      zero; later additions take these words in order
+ */
+#define ZYNE_CONTROL_BOUNDS_CHANGED 1UL
+#define ZYNE_CONTROL_VISIBLE_CHANGED 2UL
+#define ZYNE_CONTROL_ENABLED_CHANGED 4UL
+
+typedef struct ZYNEcontrolBehaviour {
+    void (*constructor)(ZYNEobject self);                                          /*  0 */
+    void (*destructor)(ZYNEobject self);                                           /*  1 */
+    void (*redraw)(ZYNEobject self, ZYNEobject graphics);                          /*  2 */
+    unsigned char (*mouseDown)(ZYNEobject self, long x, long y);                   /*  3 */
+    void (*mouseDrag)(ZYNEobject self, long x, long y);                            /*  4 */
+    void (*mouseUp)(ZYNEobject self, long x, long y);                              /*  5 */
+    unsigned char (*keyDown)(ZYNEobject self, long key, unsigned long modifiers);  /*  6 */
+    void (*gotFocus)(ZYNEobject self);                                             /*  7 */
+    void (*lostFocus)(ZYNEobject self);                                            /*  8 */
+    void (*stateChanged)(ZYNEobject self, unsigned long what);                     /*  9 */
+    void* reserved[6];                                                             /* 10-15 */
+} ZYNEcontrolBehaviour;
+
 typedef struct ZYNEcontrol {
     long version;                            /*  0 */
     const char* name;                        /*  1 */
@@ -164,7 +204,7 @@ typedef struct ZYNEcontrol {
     long methodCount;                        /* 11 */
     ZYNEevent* events;                       /* 12 new events of the control */
     long eventCount;                         /* 13 */
-    void* behaviour;                         /* 14 callbacks for the control's instances */
+    ZYNEcontrolBehaviour* behaviour;         /* 14 callbacks for the control's instances, or null */
     long dataOffset;                         /* 15 filled in by the host */
     ZYNEeventInstance* eventInstances;       /* 16 */
     long eventInstanceCount;                 /* 17 */
@@ -243,6 +283,7 @@ static_assert(sizeof(ZYNEeventInstance) == ZYNE_WORDS(2), "event instance record
 static_assert(sizeof(ZYNEconstant) == ZYNE_WORDS(3), "constant record is 3 words");
 static_assert(sizeof(ZYNEclassDefinition) == ZYNE_WORDS(25), "class definition is 25 words");
 static_assert(sizeof(ZYNEcontrol) == ZYNE_WORDS(23), "control record is 23 words");
+static_assert(sizeof(ZYNEcontrolBehaviour) == ZYNE_WORDS(16), "control behaviour is 16 words");
 static_assert(sizeof(ZYNEstructure) == ZYNE_WORDS(4), "structure record is 4 words");
 static_assert(sizeof(ZYNEenum) == ZYNE_WORDS(5), "enumeration record is 5 words");
 static_assert(sizeof(ZYNEmoduleDefinition) == ZYNE_WORDS(12), "module record is 12 words");

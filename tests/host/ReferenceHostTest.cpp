@@ -312,7 +312,7 @@ TEST_F(ReferenceHostTest, DataOffsetsFollowTheSuperclassChain) {
     ZYNEclassDefinition base = ClassRecord("Base", nullptr, 8);
     ZYNEclassDefinition middle = ClassRecord("Middle", "Base", 12);
     ZYNEclassDefinition leaf = ClassRecord("Leaf", "middle", 4);
-    ZYNEclassDefinition orphan = ClassRecord("Orphan", "Window", 16);
+    ZYNEclassDefinition orphan = ClassRecord("Orphan", "NoSuchHostClass", 16);
     ZYNEclassDefinition empty = ClassRecord("Empty");
     // Registered before its superclass: the superclass is not known yet and adds nothing.
     ZYNEclassDefinition early = ClassRecord("Early", "Late", 4);
