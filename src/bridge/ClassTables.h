@@ -43,6 +43,40 @@ inline ZYNEmethodDefinition MethodRow(void* function, const char* declaration) {
     return {function, nullptr, declaration, 0};
 }
 
+// A class record of the current version with no superclass, events, interfaces,
+// constants, flags or shared members: what most bridge classes are.
+constexpr ZYNEclassDefinition PlainClass(const char* name, long dataSize,
+                                         void (*constructor)(ZYNEobject),
+                                         void (*destructor)(ZYNEobject), ZYNEproperty* properties,
+                                         long propertyCount, ZYNEmethodDefinition* methods,
+                                         long methodCount) {
+    return {.version = ZYNE_RECORD_VERSION,
+            .name = name,
+            .superName = nullptr,
+            .dataSize = dataSize,
+            .dataOffset = 0,
+            .constructor = constructor,
+            .destructor = destructor,
+            .properties = properties,
+            .propertyCount = propertyCount,
+            .methods = methods,
+            .methodCount = methodCount,
+            .events = nullptr,
+            .eventCount = 0,
+            .eventInstances = nullptr,
+            .eventInstanceCount = 0,
+            .interfaces = nullptr,
+            .reserved16 = nullptr,
+            .reserved17 = nullptr,
+            .constants = nullptr,
+            .constantCount = 0,
+            .flags = 0,
+            .sharedProperties = nullptr,
+            .sharedPropertyCount = 0,
+            .sharedMethods = nullptr,
+            .sharedMethodCount = 0};
+}
+
 // The number of rows of a static table, as the records count them.
 constexpr long CountOf(const auto& table) { return static_cast<long>(sizeof table / sizeof table[0]); }
 

@@ -15,6 +15,7 @@
 
 using zyne::bridge::CountOf;
 using zyne::bridge::MethodRow;
+using zyne::bridge::PlainClass;
 using zyne::bridge::Routine;
 
 namespace {
@@ -372,50 +373,19 @@ ZYNEmethodDefinition PluginDBDialogDelegateMethods[] = {
               "AddDatasource( displayName as String, sourceName as String, data as MemoryBlock )"),
 };
 
-constexpr ZYNEclassDefinition DatabaseClass(const char* name, long dataSize,
-                                            void (*constructor)(ZYNEobject),
-                                            void (*destructor)(ZYNEobject),
-                                            ZYNEmethodDefinition* methods, long methodCount) {
-    return {.version = ZYNE_RECORD_VERSION,
-            .name = name,
-            .superName = nullptr,
-            .dataSize = dataSize,
-            .dataOffset = 0,
-            .constructor = constructor,
-            .destructor = destructor,
-            .properties = nullptr,
-            .propertyCount = 0,
-            .methods = methods,
-            .methodCount = methodCount,
-            .events = nullptr,
-            .eventCount = 0,
-            .eventInstances = nullptr,
-            .eventInstanceCount = 0,
-            .interfaces = nullptr,
-            .reserved16 = nullptr,
-            .reserved17 = nullptr,
-            .constants = nullptr,
-            .constantCount = 0,
-            .flags = 0,
-            .sharedProperties = nullptr,
-            .sharedPropertyCount = 0,
-            .sharedMethods = nullptr,
-            .sharedMethodCount = 0};
-}
-
 }  // namespace
 
 ZYNEclassDefinition PluginDataSourceInterfaceClassDefinition =
-    DatabaseClass("PluginDataSourceInterface", sizeof(DataSourceInterfaceData), &InterfaceConstruct,
-                  nullptr, PluginDataSourceInterfaceMethods,
-                  CountOf(PluginDataSourceInterfaceMethods));
+    PlainClass("PluginDataSourceInterface", sizeof(DataSourceInterfaceData), &InterfaceConstruct,
+               nullptr, nullptr, 0, PluginDataSourceInterfaceMethods,
+               CountOf(PluginDataSourceInterfaceMethods));
 ZYNEclassDefinition PluginDataSourceClassDefinition =
-    DatabaseClass("PluginDataSource", sizeof(DataSourceData), &SourceConstruct, nullptr,
-                  PluginDataSourceMethods, CountOf(PluginDataSourceMethods));
+    PlainClass("PluginDataSource", sizeof(DataSourceData), &SourceConstruct, nullptr, nullptr, 0,
+               PluginDataSourceMethods, CountOf(PluginDataSourceMethods));
 ZYNEclassDefinition PluginDatabaseEngineClassDefinition =
-    DatabaseClass("PluginDatabaseEngine", sizeof(DatabaseEngineData), &EngineConstruct,
-                  &EngineDestruct, PluginDatabaseEngineMethods,
-                  CountOf(PluginDatabaseEngineMethods));
+    PlainClass("PluginDatabaseEngine", sizeof(DatabaseEngineData), &EngineConstruct,
+               &EngineDestruct, nullptr, 0, PluginDatabaseEngineMethods,
+               CountOf(PluginDatabaseEngineMethods));
 
 ZYNEinterfaceDefinition PluginDBDialogDelegateInterface = {
     ZYNE_RECORD_VERSION, "PluginDBDialogDelegate", PluginDBDialogDelegateMethods,

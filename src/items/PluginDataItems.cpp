@@ -14,6 +14,7 @@
 
 using zyne::bridge::CountOf;
 using zyne::bridge::MethodRow;
+using zyne::bridge::PlainClass;
 using zyne::bridge::ReadOnlyField;
 using zyne::bridge::ReadOnlyProperty;
 using zyne::bridge::Routine;
@@ -178,55 +179,30 @@ ZYNEmethodDefinition PluginStructureMethods[] = {
     MethodRow(Routine(&StructureGetField), "GetField( index as Integer ) as String"),
 };
 
-// A version-9 item class: no superclass, events, constants or shared members.
-template <class Item>
-constexpr ZYNEclassDefinition ItemClass(const char* name, long dataSize, ZYNEproperty* properties,
-                                        long propertyCount, ZYNEmethodDefinition* methods,
-                                        long methodCount) {
-    return {.version = ZYNE_RECORD_VERSION,
-            .name = name,
-            .superName = nullptr,
-            .dataSize = dataSize,
-            .dataOffset = 0,
-            .constructor = &Item::Construct,
-            .destructor = &Item::Destruct,
-            .properties = properties,
-            .propertyCount = propertyCount,
-            .methods = methods,
-            .methodCount = methodCount,
-            .events = nullptr,
-            .eventCount = 0,
-            .eventInstances = nullptr,
-            .eventInstanceCount = 0,
-            .interfaces = nullptr,
-            .reserved16 = nullptr,
-            .reserved17 = nullptr,
-            .constants = nullptr,
-            .constantCount = 0,
-            .flags = 0,
-            .sharedProperties = nullptr,
-            .sharedPropertyCount = 0,
-            .sharedMethods = nullptr,
-            .sharedMethodCount = 0};
-}
-
 }  // namespace
 
-ZYNEclassDefinition PluginMethodClassDefinition = ItemClass<MethodItem>(
-    "PluginMethod", sizeof(PluginMethodData), PluginMethodProperties,
-    CountOf(PluginMethodProperties), nullptr, 0);
-ZYNEclassDefinition PluginPropertyClassDefinition = ItemClass<PropertyItem>(
-    "PluginProperty", sizeof(PluginPropertyData), PluginPropertyProperties,
-    CountOf(PluginPropertyProperties), PluginPropertyMethods, CountOf(PluginPropertyMethods));
-ZYNEclassDefinition PluginConstantClassDefinition = ItemClass<ConstantItem>(
-    "PluginConstant", sizeof(PluginConstantData), PluginConstantProperties,
-    CountOf(PluginConstantProperties), nullptr, 0);
+ZYNEclassDefinition PluginMethodClassDefinition =
+    PlainClass("PluginMethod", sizeof(PluginMethodData), &MethodItem::Construct,
+               &MethodItem::Destruct, PluginMethodProperties, CountOf(PluginMethodProperties),
+               nullptr, 0);
+ZYNEclassDefinition PluginPropertyClassDefinition =
+    PlainClass("PluginProperty", sizeof(PluginPropertyData), &PropertyItem::Construct,
+               &PropertyItem::Destruct, PluginPropertyProperties,
+               CountOf(PluginPropertyProperties), PluginPropertyMethods,
+               CountOf(PluginPropertyMethods));
+ZYNEclassDefinition PluginConstantClassDefinition =
+    PlainClass("PluginConstant", sizeof(PluginConstantData), &ConstantItem::Construct,
+               &ConstantItem::Destruct, PluginConstantProperties,
+               CountOf(PluginConstantProperties), nullptr, 0);
 ZYNEclassDefinition PluginEnumClassDefinition =
-    ItemClass<EnumItem>("PluginEnum", sizeof(PluginEnumData), PluginEnumProperties,
-                        CountOf(PluginEnumProperties), PluginEnumMethods, CountOf(PluginEnumMethods));
-ZYNEclassDefinition PluginStructureClassDefinition = ItemClass<StructureItem>(
-    "PluginStructure", sizeof(PluginStructureData), PluginStructureProperties,
-    CountOf(PluginStructureProperties), PluginStructureMethods, CountOf(PluginStructureMethods));
+    PlainClass("PluginEnum", sizeof(PluginEnumData), &EnumItem::Construct, &EnumItem::Destruct,
+               PluginEnumProperties, CountOf(PluginEnumProperties), PluginEnumMethods,
+               CountOf(PluginEnumMethods));
+ZYNEclassDefinition PluginStructureClassDefinition =
+    PlainClass("PluginStructure", sizeof(PluginStructureData), &StructureItem::Construct,
+               &StructureItem::Destruct, PluginStructureProperties,
+               CountOf(PluginStructureProperties), PluginStructureMethods,
+               CountOf(PluginStructureMethods));
 
 // ----- Factories -----------------------------------------------------------------------------------
 

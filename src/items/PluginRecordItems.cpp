@@ -18,6 +18,7 @@
 
 using zyne::bridge::CountOf;
 using zyne::bridge::MethodRow;
+using zyne::bridge::PlainClass;
 using zyne::bridge::ReadOnlyProperty;
 using zyne::bridge::Routine;
 
@@ -452,38 +453,16 @@ ZYNEmethodDefinition PluginInterfaceMethods[] = {
     MethodRow(Routine(&InterfaceGetMethod), "GetMethod( index as integer ) as PluginMethod"),
 };
 
+}  // namespace
+
+// Each view class keeps its record in its own View<> instantiation.
 template <class ViewType>
 constexpr ZYNEclassDefinition ViewClass(const char* name, ZYNEproperty* properties,
                                         long propertyCount, ZYNEmethodDefinition* methods,
                                         long methodCount) {
-    return {.version = ZYNE_RECORD_VERSION,
-            .name = name,
-            .superName = nullptr,
-            .dataSize = sizeof(typename ViewType::Data),
-            .dataOffset = 0,
-            .constructor = &ViewType::Construct,
-            .destructor = &ViewType::Destruct,
-            .properties = properties,
-            .propertyCount = propertyCount,
-            .methods = methods,
-            .methodCount = methodCount,
-            .events = nullptr,
-            .eventCount = 0,
-            .eventInstances = nullptr,
-            .eventInstanceCount = 0,
-            .interfaces = nullptr,
-            .reserved16 = nullptr,
-            .reserved17 = nullptr,
-            .constants = nullptr,
-            .constantCount = 0,
-            .flags = 0,
-            .sharedProperties = nullptr,
-            .sharedPropertyCount = 0,
-            .sharedMethods = nullptr,
-            .sharedMethodCount = 0};
+    return PlainClass(name, sizeof(typename ViewType::Data), &ViewType::Construct,
+                      &ViewType::Destruct, properties, propertyCount, methods, methodCount);
 }
-
-}  // namespace
 
 ZYNEclassDefinition PluginClassClassDefinition =
     ViewClass<ClassView>("PluginClass", PluginClassProperties, CountOf(PluginClassProperties),
