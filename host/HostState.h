@@ -14,6 +14,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <span>
 #include <optional>
 #include <string>
@@ -37,6 +38,41 @@ std::span<const ServiceRow> CoreServices();          // ReferenceHost.cpp
 std::span<const ServiceRow> RegistrationServices();  // HostRegistration.cpp
 std::span<const ServiceRow> StringServices();        // HostStrings.cpp
 std::span<const ServiceRow> ObjectServices();        // HostObjects.cpp
+std::span<const ServiceRow> ClassRefServices();      // HostClassRefs.cpp
+std::span<const ServiceRow> FolderItemServices();    // HostFolderItems.cpp
+std::span<const ServiceRow> VariantServices();       // HostVariants.cpp
+std::span<const ServiceRow> PropertyServices();      // HostProperties.cpp
+std::span<const ServiceRow> PictureServices();       // HostPictures.cpp
+std::span<const ServiceRow> MemoryBlockServices();   // HostMemoryBlocks.cpp
+std::span<const ServiceRow> ArrayServices();         // HostArrays.cpp
+std::span<const ServiceRow> InterfaceServices();     // HostInterfaces.cpp
+std::span<const ServiceRow> DatabaseServices();      // HostDatabases.cpp
+std::span<const ServiceRow> GtkWindowServices();     // HostGtkWindows.cpp
+
+/// Makes the host's own classes ("Collection", "MemoryBlock", "Window", "Database")
+/// known by name to a fresh host (HostInterfaces.cpp).
+void AddBuiltInClasses(HostState& state);
+/// The records of the host's own classes, one per family file.
+ZYNEclassDefinition& CollectionClassRecord();   // HostCollections.cpp
+ZYNEclassDefinition& MemoryBlockClassRecord();  // HostMemoryBlocks.cpp
+ZYNEclassDefinition& ArrayClassRecord();        // HostArrays.cpp
+ZYNEclassDefinition& DatabaseClassRecord();     // HostDatabases.cpp
+
+/// A record for one of the host's own classes: no superclass, no properties, the data
+/// size, destructor and methods given; registered with HostState::AddHostClass.
+constexpr ZYNEclassDefinition HostClassRecord(const char* name, long dataSize,
+                                              void (*destructor)(ZYNEobject) = nullptr,
+                                              ZYNEmethodDefinition* methods = nullptr,
+                                              long methodCount = 0) {
+    ZYNEclassDefinition record{};
+    record.version = 9;
+    record.name = name;
+    record.dataSize = dataSize;
+    record.destructor = destructor;
+    record.methods = methods;
+    record.methodCount = methodCount;
+    return record;
+}
 
 /// Case-insensitive (ASCII) equality of names, as the host's language compares them.
 bool SameName(std::string_view a, std::string_view b);
@@ -150,6 +186,19 @@ struct HostState {
     bool OwnsClassInfo(const void* info) const;
     /// The class registered last under `name`; null when none.
     const ClassInfo* FindClass(std::string_view name) const;
+
+    // The host's own classes (HostInterfaces.cpp). They join classInfos, so creation by
+    // name, method lookup and Call() find them, but never the registration lists or log.
+    /// Adds `record` (owned elsewhere, alive as long as the host) as a host class: its data
+    /// follows the header; a superName names an earlier class. Null when the record is.
+    const ClassInfo* AddHostClass(ZYNEclassDefinition* record);
+    /// The ClassInfo AddHostClass made for `record`; null when none.
+    const ClassInfo* HostClassOf(const ZYNEclassDefinition* record) const;
+    /// What DefineClass made and the host keeps alive (records, names, method tables).
+    std::vector<std::shared_ptr<void>> definedClasses;
+    /// The GTK windows behind host Window objects (HostGtkWindows.cpp); each destroys its
+    /// widgets when dropped.
+    std::map<ZYNEobject, std::shared_ptr<void>> gtkWindows;
 };
 
 }  // namespace zyne::host::detail

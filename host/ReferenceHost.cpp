@@ -2,8 +2,11 @@
 // core services ("RegisterPluginVersion", "ZYNEGetZQVersion").
 //
 // Every family of built-in services is installed here, in the constructor, from its
-// table; the families themselves live in HostRegistration.cpp, HostStrings.cpp and
-// HostObjects.cpp. Nothing here interprets records beyond their names.
+// table; the families themselves live in HostRegistration.cpp, HostStrings.cpp,
+// HostObjects.cpp, HostFolderItems.cpp, HostVariants.cpp, HostProperties.cpp,
+// HostPictures.cpp, HostClassRefs.cpp, HostCollections.cpp, HostMemoryBlocks.cpp,
+// HostArrays.cpp, HostInterfaces.cpp and HostDatabases.cpp.
+// Nothing here interprets records beyond their names.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -98,10 +101,15 @@ ReferenceHost::ReferenceHost(HostOptions options) : state_(std::make_unique<deta
     // Every built-in service family, installed in one place.
     for (std::span<const detail::ServiceRow> family :
          {detail::CoreServices(), detail::RegistrationServices(), detail::StringServices(),
-          detail::ObjectServices()}) {
+          detail::ObjectServices(), detail::FolderItemServices(), detail::VariantServices(),
+          detail::PropertyServices(), detail::PictureServices(), detail::ClassRefServices(),
+          detail::MemoryBlockServices(), detail::ArrayServices(),
+          detail::InterfaceServices(), detail::DatabaseServices(),
+          detail::GtkWindowServices()}) {
         for (const detail::ServiceRow& row : family) state_->services[row.name] = row.function;
     }
     if (!state_->options.version) Withdraw(kVersionService);
+    detail::AddBuiltInClasses(*state_);
 }
 
 ReferenceHost::~ReferenceHost() {

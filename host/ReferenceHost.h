@@ -20,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "hostapi/ZYNEPlugin.h"
@@ -46,12 +47,21 @@ struct HostOptions {
 
 /// What the host keeps per registered class. Owned by the host and unchanged until the
 /// host is destroyed; a ZYNEclassRef handed to the plug-in points at one of these.
+/// The instance size comes first: a plug-in finds it as the first word of the class an
+/// object's first word points at.
 struct ClassInfo {
+    long instanceSize = 0;                  ///< header + superclass data + own data, in bytes
     std::string name;                       ///< as registered
     ZYNEclassDefinition* record = nullptr;  ///< the plug-in's record, owned by the plug-in
     const ClassInfo* superclass = nullptr;  ///< null: no superName, or none registered by then
-    long instanceSize = 0;                  ///< header + superclass data + own data, in bytes
     bool threeWordMethods = false;          ///< `record->methods` holds the three-word form
+};
+
+/// A host picture as "ZYNEBuildPictureFromBuffer" kept it.
+struct HostPicture {
+    long width = 0;
+    long height = 0;
+    std::vector<unsigned char> rgba;  ///< width * height * 4 bytes: R, G, B, A; top row first
 };
 
 /// The reference host. Not copyable; one per process at a time.
@@ -184,6 +194,115 @@ public:
     const ZYNEclassDefinition* ClassOf(ZYNEobject object) const;
     /// The bytes allocated per instance of the class; -1 when no such class.
     long InstanceSize(const char* className) const;
+
+    // --- Folder items (host helpers, not logged) --------------------------------------
+
+    /// A new host FolderItem object naming `path` (which need not exist), count 1; the
+    /// caller owns that count. What "FolderItemFromPath" makes and "ZYNEpathFromFolderItem"
+    /// reads.
+    ZYNEobject NewFolderItem(const std::string& path);
+    /// The path a host FolderItem names; "" for null or any other object.
+    std::string FolderItemPath(ZYNEobject item) const;
+
+    // --- Variants (host helpers, not logged) -------------------------------------------
+
+    /// A new host variant holding the value, count 1; the caller owns that count. What the
+    /// "...ToVariant" services make.
+    ZYNEobject NewVariantInteger(long value);
+    ZYNEobject NewVariantDouble(double value);
+    ZYNEobject NewVariantBoolean(bool value);
+    ZYNEobject NewVariantColor(long value);
+    ZYNEobject NewVariantString(std::string_view text);
+    /// "Integer", "Double", "Boolean", "Color" or "String"; "" for anything but a live variant.
+    std::string VariantType(ZYNEobject object) const;
+    /// The variant's "IntegerValue", "DoubleValue", "BooleanValue" or "StringValue" with the
+    /// host's conversions; nullopt when `variant` is none or its value does not convert.
+    std::optional<long> VariantInteger(ZYNEobject variant);
+    std::optional<double> VariantDouble(ZYNEobject variant);
+    std::optional<bool> VariantBoolean(ZYNEobject variant);
+    std::optional<std::string> VariantString(ZYNEobject variant);
+
+    // --- Pictures (host helpers, not logged) -------------------------------------------
+
+    /// The size and pixels of a live host picture; nullopt for null or any other object.
+    std::optional<HostPicture> PictureOf(ZYNEobject picture) const;
+
+    // --- Host classes, collections, memory blocks, arrays, databases (not logged) -----
+
+    /// Defines a class of the host's own (as host code would declare one): findable by
+    /// name for creation, "ZYNELoadObjectMethod", Call() and "GetInterfaceRoutine", but
+    /// not a registration. Methods are (declaration, routine) pairs, each routine taking
+    /// the object first; `interfaces` names the interfaces the class implements. A later
+    /// class of the same name hides earlier ones. Null when `name` is empty.
+    const ClassInfo* DefineClass(const std::string& name,
+                                 const std::vector<std::pair<std::string, void*>>& methods,
+                                 const std::vector<std::string>& interfaces = {},
+                                 long dataSize = 0);
+    /// The name of a live object's class; "" for null or a dead object.
+    std::string ClassNameOf(ZYNEobject object) const;
+
+    /// One item of a host Collection, each side in its log form: a string's text quoted,
+    /// a variant as variant("text"), another object as `object`, null as `null`.
+    struct CollectionItem {
+        std::string value;
+        std::string key;
+        bool operator==(const CollectionItem&) const = default;
+    };
+    /// A new, empty host Collection, count 1; the caller owns that count.
+    ZYNEobject NewCollection();
+    /// The items of a live Collection in the order added; nullopt for anything else.
+    std::optional<std::vector<CollectionItem>> CollectionItems(ZYNEobject collection) const;
+
+    /// A new host MemoryBlock holding a copy of `bytes`, count 1; the caller owns it.
+    ZYNEobject NewMemoryBlock(std::string_view bytes);
+    /// The bytes of a live MemoryBlock of known size; nullopt for anything else.
+    std::optional<std::string> MemoryBlockBytes(ZYNEobject block) const;
+
+    /// The element kinds "RuntimeArrayCreateSingleDimBoundedArray" takes, one per value
+    /// type of the array element routines.
+    enum ArrayKind : long {
+        kArrayInt64 = 1, kArrayInt32, kArrayInt16, kArrayInt8,
+        kArrayUInt64, kArrayUInt32, kArrayUInt16, kArrayUInt8,
+        kArraySingle, kArrayDouble, kArrayString, kArrayObject,
+    };
+    /// A new host array (an object, count 1, the caller's) of the integers or texts given.
+    ZYNEobject NewIntegerArray(const std::vector<long long>& values, ArrayKind kind = kArrayInt32);
+    ZYNEobject NewStringArray(const std::vector<std::string>& texts);
+    /// The elements of a live integer (any width) or string array; nullopt otherwise.
+    std::optional<std::vector<long long>> ArrayIntegers(ZYNEobject array) const;
+    std::optional<std::vector<std::string>> ArrayStrings(ZYNEobject array) const;
+
+    /// A new host Database wrapping a guest's database pointer and engine, count 1.
+    ZYNEobject NewDatabase(void* guestDatabase, void* engine = nullptr);
+    /// The guest pointer and engine of a live Database; null for anything else.
+    void* DatabaseGuestPointer(ZYNEobject database) const;
+    void* DatabaseEngine(ZYNEobject database) const;
+    /// A new host Window (a plain object of class "Window"), count 1.
+    ZYNEobject NewWindow();
+
+    // --- Windows on screen and graphics (host helpers, not logged) ---------------------
+
+    /// Whether GTK 2 has a display: DISPLAY is set and gtk_init_check succeeded (tried once
+    /// per process). Always false in a build without GTK (the i386 host).
+    static bool DisplayAvailable();
+    /// Backs the live object `window` (a Window) with a real GTK window of width x height
+    /// holding a vertical box, shown; "ZYNEGetWindowHandle" answers its GtkWindow from then
+    /// on. The widgets go with the host. False without a display, for a dead object, a
+    /// window already backed or an empty size.
+    bool ShowWindow(ZYNEobject window, long width, long height);
+    /// The GtkWidget* of the GTK window behind `window`, and of its vertical box; null for
+    /// a window without one.
+    void* WindowWidget(ZYNEobject window) const;
+    void* WindowBox(ZYNEobject window) const;
+    /// A new host "Graphics" object, count 1 (the caller owns it), drawing on a white
+    /// width x height canvas kept in memory and, with a display, on a GdkPixmap as well.
+    /// Its "ForeColor" starts black. Null for an empty size.
+    ZYNEobject NewGraphics(long width, long height);
+    /// The canvas pixel at (x, y) as 0xRRGGBB; nullopt outside it or for another object.
+    std::optional<unsigned long> CanvasPixel(ZYNEobject graphics, long x, long y) const;
+    /// A screenshot of the graphics' pixmap, read back from the X server with
+    /// gdk_pixbuf_get_from_drawable; nullopt without a pixmap (no display, no GTK).
+    std::optional<HostPicture> Screenshot(ZYNEobject graphics) const;
 
     // --- Calling into registered classes (test helpers; they throw) -------------------
 
