@@ -19,43 +19,11 @@ namespace {
 // The most instance data a design-time instance of a class holds.
 constexpr long kMaxDesignTimeData = 4096;
 
-// Classes the host itself defines, which plug-in classes may name as a superclass.
+// Classes the host itself defines (those the plug-in interface names), which plug-in
+// classes may name as a superclass.
 constexpr const char* kHostClasses[] = {
-    "Object",
-    "Control",
-    "RectControl",
-    "Canvas",
-    "Window",
-    "FolderItem",
-    "Picture",
-    "Graphics",
-    "MemoryBlock",
-    "Collection",
-    "Dictionary",
-    "Date",
-    "Timer",
-    "Thread",
-    "Database",
-    "DatabaseRecord",
-    "RecordSet",
-    "BinaryStream",
-    "TextInputStream",
-    "TextOutputStream",
-    "Socket",
-    "TCPSocket",
-    "UDPSocket",
-    "Application",
-    "ConsoleApplication",
-    "Menu",
-    "MenuItem",
-    "ContainerControl",
-    "Shell",
-    "Semaphore",
-    "Mutex",
-    "Clipboard",
-    "Font",
-    "Color",
-    "Variant",
+    "Object", "Control", "Window", "FolderItem", "Picture", "Graphics",
+    "MemoryBlock", "Collection", "Database", "Variant",
 };
 
 // Property types a design-time instance converts.
