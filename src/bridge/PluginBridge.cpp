@@ -3,6 +3,7 @@
 #include "bridge/PluginBridge.h"
 
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <new>
 
@@ -20,34 +21,45 @@ using zyne::bridge::Routine;
 namespace {
 
 constexpr unsigned long kUTF8Tag = 0x08000100;
-// GetChildByIndex's alias flag as the sweep asks for it.
-constexpr long kResolveAliases = 64;
 // A bound on how deep the sweep descends; the folder is the bridge's own and shallow.
 constexpr int kMaxSweepDepth = 64;
 
-// Whether no other holder keeps the file locked. A file that cannot be opened for
-// reading and writing (a write lock held elsewhere refuses the open) counts as in use.
-bool FileIsFree(FolderItemImp* file) {
+// Removes `file` when no other holder keeps it locked. The lock taken here is held until
+// after the removal, and the name must still lead to the locked file, so a file that
+// another process published under the same name meanwhile is never removed. A file that
+// cannot be opened for reading and writing (a write lock held elsewhere refuses the open)
+// counts as in use. The lock goes with the descriptor, never by an unlock.
+void RemoveIfFree(FolderItemImp* file) {
     RandomAccessMechanism* stream = file->OpenFile(1, 1);
-    if (stream == nullptr) return false;
-    bool free = false;
-    const auto fd = static_cast<long>(stream->GetFileHandle(kFileHandleDescriptor));
-    if (fd >= 0 && flock(static_cast<int>(fd), LOCK_EX | LOCK_NB) == 0) {
-        flock(static_cast<int>(fd), LOCK_UN);
-        free = true;
+    if (stream == nullptr) return;
+    const auto fd =
+        static_cast<int>(static_cast<long>(stream->GetFileHandle(kFileHandleDescriptor)));
+    const string path = file->GetAbsolutePath().GetUTF8String();
+    struct stat byDescriptor;
+    struct stat byName;
+    if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0 && fstat(fd, &byDescriptor) == 0 &&
+        lstat(path.CString(), &byName) == 0 && byDescriptor.st_dev == byName.st_dev &&
+        byDescriptor.st_ino == byName.st_ino) {
+        file->DeleteFile();
     }
     delete stream;
-    return free;
 }
 
 void Sweep(FolderItemImp* item, int depth) {
+    // A symbolic link is removed as a link: the folder is writable by everyone, and
+    // following a link planted there would sweep (and delete) files anywhere else.
+    if (item->IsAlias()) {
+        item->DeleteFile();
+        return;
+    }
     if (item->IsDirectory()) {
         if (depth < kMaxSweepDepth) {
             const long count = item->GetChildCount();
             for (long i = 0; i < count; ++i) {
                 // Deliberate: always index 0, never i. A swept child is gone, so index 0
                 // moves on; a surviving (locked) child is met again and hides the rest.
-                FolderItemImp* child = item->GetChildByIndex(0, kResolveAliases);
+                // Children are taken as they are, links unresolved (see above).
+                FolderItemImp* child = item->GetChildByIndex(0, 0);
                 if (child == nullptr) continue;
                 Sweep(child, depth + 1);
                 delete child;
@@ -56,7 +68,7 @@ void Sweep(FolderItemImp* item, int depth) {
         item->DeleteFile();  // removes the folder only when it is empty
         return;
     }
-    if (FileIsFree(item)) item->DeleteFile();
+    RemoveIfFree(item);
 }
 
 }  // namespace

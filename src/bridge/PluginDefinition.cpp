@@ -13,7 +13,6 @@
 #include "bridge/PluginDefinition.h"
 
 #include <dlfcn.h>
-#include <sys/file.h>
 
 #include <cassert>
 #include <cstdio>
@@ -233,15 +232,14 @@ PluginDefinition::~PluginDefinition() {
         if (entry->value == this) owners.AddEntry(entry->key, nullptr);
     }
     if (libraryHandle != nullptr) dlclose(libraryHandle);
-    if (lockStream != nullptr) {
-        const auto fd = static_cast<long>(lockStream->GetFileHandle(kFileHandleDescriptor));
-        if (fd >= 0) flock(static_cast<int>(fd), LOCK_UN);
-        delete lockStream;
-    }
+    // The extracted file is removed while its lock is still held, so the name cannot lead
+    // to another process's file by then; the lock goes when the stream closes its
+    // descriptor, never by an unlock that a forked child sharing it could undo.
     if (libraryFile != nullptr) {
         if (deleteLibraryOnClose) libraryFile->DeleteFile();
         delete libraryFile;
     }
+    delete lockStream;
     delete containerFile;
     std::free(extraBuffer);
 }
@@ -252,42 +250,26 @@ void PluginDefinition::Release(PluginDefinition* record) {
     if (--record->refCount == 0) delete record;
 }
 
-ZYNEclassDefinition* PluginDefinition::GetClass(unsigned long index) const {
-    return PointerAt(classes, index);
-}
-ZYNEcontrol* PluginDefinition::GetControl(unsigned long index) const {
-    return PointerAt(controls, index);
-}
-ZYNEinterfaceDefinition* PluginDefinition::GetInterface(unsigned long index) const {
-    return PointerAt(interfaces, index);
-}
-ZYNEmethodDefinition* PluginDefinition::GetMethod(unsigned long index) const {
-    return PointerAt(methods, index);
-}
-ZYNEstructure* PluginDefinition::GetStructure(unsigned long index) const {
-    return PointerAt(structures, index);
-}
-ZYNEenum* PluginDefinition::GetEnum(unsigned long index) const {
-    return PointerAt(enums, index);
-}
-ZYNEmoduleDefinition* PluginDefinition::GetModule(unsigned long index) const {
-    return PointerAt(modules, index);
-}
-ZYNEclassDefinition* PluginDefinition::GetClassExtension(unsigned long index) const {
-    return PointerAt(classExtensions, index);
-}
-ZYNEdbEngineDefinition* PluginDefinition::GetDatabaseEngine(unsigned long index) const {
-    return PointerAt(databaseEngines, index);
-}
+// The item getters: each answers the pointer stored at `index` of its vector.
+#define ITEM_GETTER(Type, Getter, vector) \
+    Type* PluginDefinition::Getter(unsigned long index) const { return PointerAt(vector, index); }
+ITEM_GETTER(ZYNEclassDefinition, GetClass, classes)
+ITEM_GETTER(ZYNEcontrol, GetControl, controls)
+ITEM_GETTER(ZYNEinterfaceDefinition, GetInterface, interfaces)
+ITEM_GETTER(ZYNEmethodDefinition, GetMethod, methods)
+ITEM_GETTER(ZYNEstructure, GetStructure, structures)
+ITEM_GETTER(ZYNEenum, GetEnum, enums)
+ITEM_GETTER(ZYNEmoduleDefinition, GetModule, modules)
+ITEM_GETTER(ZYNEclassDefinition, GetClassExtension, classExtensions)
+ITEM_GETTER(ZYNEdbEngineDefinition, GetDatabaseEngine, databaseEngines)
+ITEM_GETTER(ZYNEDatabaseConnectionDefinition, GetDatabaseConnection, databaseConnections)
+#undef ITEM_GETTER
+
 PluginDefinitionPair* PluginDefinition::GetDataSourceInterface(unsigned long index) {
     return PairAt(dataSourceInterfaces, index);
 }
 PluginDefinitionPair* PluginDefinition::GetDataSource(unsigned long index) {
     return PairAt(dataSources, index);
-}
-ZYNEDatabaseConnectionDefinition* PluginDefinition::GetDatabaseConnection(
-    unsigned long index) const {
-    return PointerAt(databaseConnections, index);
 }
 
 ZYNEstring PluginDefinition::GetLibrary(long target) {

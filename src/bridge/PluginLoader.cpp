@@ -7,11 +7,14 @@
 //
 // A Linux library is copied out of the container into the temporary data folder
 // (".tmpZQData" in the home folder, else "/tmp") under the first free name "<n><name>",
-// n from 0 to 99. The copy is created exclusively and locked with flock before a byte is
-// written, and stays locked for the life of its record: other processes' sweeps and
-// duplicate checks see the lock and leave it alone. Every descriptor opened here is
-// close-on-exec, so a child the host or a guest starts never inherits (and so never
-// prolongs) a lock.
+// n from 0 to 99. The copy is published already locked: made as an unnamed file, locked
+// with flock, written, and only then linked under its name (where the file system cannot
+// make unnamed files: created exclusively, never through a link, and locked before a byte
+// is written). It stays locked for the life of its record, so other processes' sweeps and
+// duplicate checks always see the lock. The data folder is opened once per extraction and
+// checked on its descriptor (no link, our own), and every name is made relative to that
+// descriptor. Every descriptor opened here is close-on-exec, so a child the host or a
+// guest starts never inherits (and so never prolongs) a lock.
 // Not here: the sweep of the temporary data folder (PluginBridge.cpp), the resolver
 // (GuestResolver.cpp), the record's teardown (PluginDefinition.cpp).
 #include <dlfcn.h>
@@ -48,6 +51,9 @@ constexpr long kFolderPermissions = 0x1FF;
 constexpr mode_t kLibraryPermissions = 0x1B6;
 // Names "0<name>" .. "99<name>" are tried.
 constexpr unsigned long kMaxTemporaryNames = 100;
+// Times the data folder is made, or an extraction tried, when another process's sweep
+// removes the folder under it.
+constexpr int kFolderAttempts = 3;
 // A library larger than this is not read into memory; no plug-in comes near it.
 constexpr unsigned long long kMaxLibraryBytes = 1ULL << 30;
 
@@ -62,23 +68,10 @@ constexpr const char* kWindowsFolder = "Windows";
 constexpr const char* kLinuxFolder = "Linux X86";
 constexpr const char* kMacCocoaFolder = "Mac Cocoa";
 
-// The descriptor behind a disk stream; -1 for any other stream.
-int DescriptorOf(RandomAccessMechanism* stream) {
-    return static_cast<int>(static_cast<long>(stream->GetFileHandle(kFileHandleDescriptor)));
-}
-
-// Marks a disk stream's descriptor close-on-exec. The stream layer opens with stdio,
-// which does not; one thread, so nothing can fork between the open and this call.
-void KeepFromChildren(RandomAccessMechanism* stream) {
-    const int fd = DescriptorOf(stream);
-    if (fd >= 0) fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
-}
-
-// `item` open for reading only, close-on-exec; nil when it cannot be opened.
+// `item` open for reading only (close-on-exec, as the stream layer opens every file);
+// nil when it cannot be opened.
 RandomAccessMechanism* OpenForReading(FolderItemImp* item) {
-    RandomAccessMechanism* stream = item->OpenFile(1, 0);
-    if (stream != nullptr) KeepFromChildren(stream);
-    return stream;
+    return item->OpenFile(1, 0);
 }
 
 // The child `name` of `folder` when it exists; nil otherwise. Owned by the caller.
@@ -149,13 +142,14 @@ void MarkTarget(FolderItemImp* targetFolder, FolderItemImp* containerFile,
     delete targetFolder;
 }
 
-// Whether the descriptor and the path name one file: false once someone removed (or
-// replaced) the file between our exclusive create and our lock.
-bool StillNamedBy(int fd, const char* path) {
+// Whether the descriptor and the entry `entry` of the folder `dir` name one file (the
+// entry itself, never a link's target): false once someone removed or replaced the entry.
+bool StillNamedBy(int fd, int dir, const char* entry) {
     struct stat byDescriptor;
-    struct stat byPath;
-    return fstat(fd, &byDescriptor) == 0 && stat(path, &byPath) == 0 &&
-           byDescriptor.st_dev == byPath.st_dev && byDescriptor.st_ino == byPath.st_ino;
+    struct stat byName;
+    return fstat(fd, &byDescriptor) == 0 &&
+           fstatat(dir, entry, &byName, AT_SYMLINK_NOFOLLOW) == 0 &&
+           byDescriptor.st_dev == byName.st_dev && byDescriptor.st_ino == byName.st_ino;
 }
 
 bool WriteAll(int fd, const void* bytes, unsigned long long length) {
@@ -171,33 +165,184 @@ bool WriteAll(int fd, const void* bytes, unsigned long long length) {
     return true;
 }
 
-// The temporary data folder, made on first use: ".tmpZQData" in the home folder with
-// permissions for everyone, or "/tmp" (never swept) when there is no home folder or the
-// folder cannot be made there. Nil only when memory ran out.
-FolderItemImp* TemporaryDataFolderForLoading() {
-    FolderItemImp*& folder = TemporaryDataFolder();
-    if (folder != nullptr) return folder;
+// The descriptor of the folder at `path`, opened without following a link in its last
+// component and checked on the open descriptor, so the folder cannot be swapped between
+// the check and its use. -1 when it is no folder, is a link, or (with `mustBeOurs`)
+// belongs to another user.
+int OpenCheckedFolder(const char* path, bool mustBeOurs) {
+    const int dir = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (dir < 0) return -1;
+    struct stat info;
+    if (fstat(dir, &info) != 0 || !S_ISDIR(info.st_mode) ||
+        (mustBeOurs && info.st_uid != geteuid())) {
+        close(dir);
+        errno = EPERM;
+        return -1;
+    }
+    return dir;
+}
+
+// The temporary data folder item, chosen on first use: ".tmpZQData" in the home folder
+// when it exists or can be made there, else "/tmp" (never swept).
+FolderItemImp* ChooseTemporaryDataFolder() {
     FolderItemImpUnix root{string("/")};
     if (FolderItemImp* home = root.GetSpecialFolder(kSpecialFolderUserHome)) {
         FolderItemImp* data = home->GetChildByName(string(".tmpZQData"), 0);
         delete home;
-        // A folder another process made between the test and our mkdir is as good as
-        // our own; only a folder that cannot exist here falls back to "/tmp".
-        if (data != nullptr && !data->Exists() && !data->CreateFolder() && !data->IsDirectory()) {
-            delete data;
-            data = nullptr;
-        }
         if (data != nullptr) {
-            data->SetPermissions(data->GetPermissions() | kFolderPermissions);
-            folder = data;
-            return folder;
+            const string pathText = data->GetAbsolutePath().GetUTF8String();
+            // A folder another process made since is as good as our own, and one that
+            // another process's sweep removed again is made once more; mkdir never follows
+            // a link in the last component.
+            struct stat info;
+            bool found = false;
+            for (int attempt = 0; attempt < kFolderAttempts && !found; ++attempt) {
+                (void)mkdir(pathText.CString(), static_cast<mode_t>(kFolderPermissions));
+                found = lstat(pathText.CString(), &info) == 0;
+                if (!found && errno != ENOENT) break;
+            }
+            // A link is kept for now and refused when opened (below).
+            if (found && (S_ISDIR(info.st_mode) || S_ISLNK(info.st_mode))) return data;
+            delete data;
+            // Only a folder that cannot exist here falls back to "/tmp".
         }
     }
     // Deliberate: "/tmp" is shared with everything else on the machine, so a bridge
     // never sweeps it.
     TemporaryDataFolderCleanUp() = false;
-    folder = new FolderItemImpUnix(string("/tmp"));
-    return folder;
+    return new FolderItemImpUnix(string("/tmp"));
+}
+
+// The temporary data folder and an open descriptor on it, which the caller closes; the
+// folder item stays the process's. ".tmpZQData" is made anew when a sweep removed it
+// since, and gets read, write and search permissions for everyone. -1 when it is a
+// symbolic link or belongs to another user; the item is then forgotten.
+int OpenTemporaryDataFolder(FolderItemImp** folderOut) {
+    *folderOut = nullptr;
+    FolderItemImp*& folder = TemporaryDataFolder();
+    if (folder == nullptr) folder = ChooseTemporaryDataFolder();
+    if (folder == nullptr) return -1;
+    const string pathText = folder->GetAbsolutePath().GetUTF8String();
+    const bool ours = TemporaryDataFolderCleanUp();  // "/tmp" belongs to the system
+    int dir = -1;
+    for (int attempt = 0; attempt < kFolderAttempts && dir < 0; ++attempt) {
+        if (ours) (void)mkdir(pathText.CString(), static_cast<mode_t>(kFolderPermissions));
+        dir = OpenCheckedFolder(pathText.CString(), ours);
+        if (dir < 0 && errno != ENOENT) break;  // only a folder swept away meanwhile
+    }
+    if (dir < 0) {
+        // Forgotten, so that no bridge sweeps through a link or in someone else's folder.
+        if (ours) {
+            delete folder;
+            folder = nullptr;
+        }
+        return -1;
+    }
+    struct stat opened;
+    if (ours && fstat(dir, &opened) == 0) {
+        // On the descriptor, not the name: the folder that was checked is the one opened up.
+        fchmod(dir, (opened.st_mode & 07777) | static_cast<mode_t>(kFolderPermissions));
+    }
+    *folderOut = folder;
+    return dir;
+}
+
+// Whether the folder open as `dir` has been removed (by a sweep) since it was opened.
+bool FolderRemoved(int dir) {
+    struct stat info;
+    return fstat(dir, &info) == 0 && info.st_nlink == 0;
+}
+
+// Whether a library name taken from a container may name a file in the data folder.
+bool IsSafeLibraryName(const string& name) {
+    const char* text = name.CString();
+    if (name.IsEmpty() || std::strlen(text) != name.Length()) return false;  // empty or NUL
+    if (std::memchr(text, '/', name.Length()) != nullptr) return false;
+    return std::strcmp(text, ".") != 0 && std::strcmp(text, "..") != 0;
+}
+
+// Set by an environment switch so that tests can run the path taken on file systems
+// without unnamed temporary files.
+bool UnnamedFilesDisabled() {
+    const char* value = std::getenv("ZYNE_LOADER_NO_TMPFILE");
+    return value != nullptr && value[0] == '1';
+}
+
+// How an attempt to publish an extracted library under one name ended.
+enum class Publish { kDone, kNameTaken, kSwept, kUnsupported, kFailed };
+
+// Publishes the bytes as `entry` of `dir`, already locked: the file is made unnamed
+// (O_TMPFILE), locked, filled and only then linked into place, so no other process ever
+// sees the name on a file that is unlocked or half written. *fd receives the locked
+// descriptor on kDone. kUnsupported when the file system cannot make unnamed files.
+Publish PublishUnnamed(int dir, const char* entry, const void* bytes, unsigned long long length,
+                       int* fd) {
+    if (UnnamedFilesDisabled()) return Publish::kUnsupported;
+    const int made = openat(dir, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kLibraryPermissions);
+    if (made < 0) {
+        return errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL ? Publish::kUnsupported
+                                                                         : Publish::kFailed;
+    }
+    // Read and write for everyone whatever the umask, so any user's sweep can clean up.
+    if (flock(made, LOCK_EX | LOCK_NB) != 0 || fchmod(made, kLibraryPermissions) != 0 ||
+        !WriteAll(made, bytes, length)) {
+        close(made);
+        return Publish::kFailed;
+    }
+    char self[32];
+    std::snprintf(self, sizeof self, "/proc/self/fd/%d", made);
+    int linked = linkat(AT_FDCWD, self, dir, entry, AT_SYMLINK_FOLLOW);
+    if (linked != 0 && errno == ENOENT) {
+        // No /proc: the direct way, which needs the privilege to reach files by descriptor.
+        linked = linkat(made, "", dir, entry, AT_EMPTY_PATH);
+    }
+    if (linked != 0) {
+        const int error = errno;
+        close(made);
+        if (error == EEXIST) return Publish::kNameTaken;
+        return error == ENOENT || error == EPERM ? Publish::kUnsupported : Publish::kFailed;
+    }
+    *fd = made;
+    return Publish::kDone;
+}
+
+// The same for file systems without unnamed files: the name is created exclusively, never
+// through a link, and locked before a byte is written.
+Publish PublishNamed(int dir, const char* entry, const void* bytes, unsigned long long length,
+                     int* fd) {
+    const int made =
+        openat(dir, entry, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kLibraryPermissions);
+    if (made < 0) return errno == EEXIST ? Publish::kNameTaken : Publish::kFailed;
+    if (flock(made, LOCK_EX | LOCK_NB) != 0) {
+        std::printf("NOT GOOD: File already locked?\n");
+        std::fflush(stdout);
+        close(made);
+        return Publish::kFailed;
+    }
+    // A sweep in another process may have taken the empty file for a leftover between
+    // the create and the lock; the name then no longer leads to it, and another is tried.
+    if (!StillNamedBy(made, dir, entry)) {
+        close(made);
+        return Publish::kSwept;
+    }
+    if (fchmod(made, kLibraryPermissions) != 0 || !WriteAll(made, bytes, length)) {
+        // Never leave a truncated library behind for a later dlopen; removed while still
+        // locked, so the name cannot lead to anyone else's file by then.
+        unlinkat(dir, entry, 0);
+        close(made);
+        return Publish::kFailed;
+    }
+    *fd = made;
+    return Publish::kDone;
+}
+
+// Whether another open file holds the lock of `entry` (a plug-in some process has loaded).
+bool HeldByAnother(int dir, const char* entry) {
+    const int probe = openat(dir, entry, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (probe < 0) return false;
+    const bool held = flock(probe, LOCK_EX | LOCK_NB) != 0;
+    close(probe);  // a lock it got goes with the descriptor
+    return held;
 }
 
 // The container's absolute path for the duplicate message.
@@ -427,99 +572,114 @@ bool PluginBridge::LoadMacCarbonPluginFromVVFolder(FolderItemImp* targetFolder,
 
 // ----- Extracting and loading a Linux library --------------------------------------------
 
+namespace {
+
+// The last component of `path` when `path` names a direct child of `folderPath`; nil when
+// it would lie anywhere else. The answer points into `path`.
+const char* EntryIn(const string& folderPath, const string& path) {
+    const char* folderText = folderPath.CString();
+    size_t folderLength = folderPath.Length();
+    while (folderLength > 0 && folderText[folderLength - 1] == '/') --folderLength;
+    const char* pathText = path.CString();
+    if (path.Length() <= folderLength + 1 ||
+        std::strncmp(pathText, folderText, folderLength) != 0 || pathText[folderLength] != '/') {
+        return nullptr;
+    }
+    const char* entry = pathText + folderLength + 1;
+    return std::strchr(entry, '/') == nullptr ? entry : nullptr;
+}
+
+// Extracts `bytes` into the data folder (`folder`, open as `dir`) under the first free
+// name "<n><name>" and answers the file's locked descriptor, its item in *published (owned
+// by the caller); -1 and nil when it cannot, after printing why where a message is due.
+// A name that exists in any form (a link counts, even a dangling one) is passed over, and
+// one is never reused or removed here: only a sweep removes leftovers.
+int ExtractLibrary(FolderItemImp* folder, int dir, const string& name, const void* bytes,
+                   unsigned long long length, const PluginDefinition* record,
+                   FolderItemImp** published) {
+    *published = nullptr;
+    const string folderPath = folder->GetAbsolutePath().GetUTF8String();
+    bool unnamed = true;
+    for (unsigned long n = 0; n < kMaxTemporaryNames; ++n) {
+        FolderItemImp* candidate = folder->GetChildByName(ultoa(static_cast<long>(n)) + name, 0);
+        if (candidate == nullptr) return -1;
+        const string pathText = candidate->GetAbsolutePath().GetUTF8String();
+        const char* entry = EntryIn(folderPath, pathText);
+        struct stat existing;
+        if (entry == nullptr || fstatat(dir, entry, &existing, AT_SYMLINK_NOFOLLOW) == 0 ||
+            errno != ENOENT) {
+            delete candidate;
+            if (entry == nullptr) return -1;
+            continue;
+        }
+        int fd = -1;
+        Publish outcome =
+            unnamed ? PublishUnnamed(dir, entry, bytes, length, &fd) : Publish::kUnsupported;
+        if (outcome == Publish::kUnsupported) {
+            unnamed = false;
+            outcome = PublishNamed(dir, entry, bytes, length, &fd);
+        }
+        if (outcome == Publish::kDone) {
+            *published = candidate;
+            return fd;
+        }
+        if (outcome == Publish::kNameTaken && HeldByAnother(dir, entry)) {
+            // It appeared since the test above and is locked: another process has loaded
+            // this very plug-in at the same moment.
+            std::printf("Duplicate plug-in found %s from %s\n", pathText.CString(),
+                        SourceDescription(record).CString());
+            std::fflush(stdout);
+            outcome = Publish::kFailed;
+        }
+        delete candidate;
+        if (outcome != Publish::kNameTaken && outcome != Publish::kSwept) return -1;
+    }
+    // Deliberate: a hundred leftovers stop every load of this library until a sweep.
+    std::printf("Could not generate a unique filename for plugin %s, time to clean %s\n",
+                name.CString(), folder->GetAbsolutePath().CString());
+    std::fflush(stdout);
+    return -1;
+}
+
+}  // namespace
+
 bool PluginBridge::LoadLinuxPlugin(const string& name, const void* bytes,
                                    unsigned long long length) {
     PluginDefinition* record = GetCurrentPluginDefinition();
     if (record == nullptr) return false;
     // A container is untrusted: a name that could leave the folder is refused.
-    if (name.IsEmpty() || std::memchr(name.CString(), '/', name.Length()) != nullptr ||
-        std::strlen(name.CString()) != name.Length()) {
-        return false;
-    }
-    FolderItemImp* folder = TemporaryDataFolderForLoading();
-    if (folder == nullptr) return false;
-
-    // The first name "<n><name>" that does not exist.
+    if (!IsSafeLibraryName(name)) return false;
+    // A sweep in another process removes the folder once it is empty, also between our
+    // opening it and our file landing in it; the folder is then made anew.
     FolderItemImp* candidate = nullptr;
-    for (unsigned long n = 0; n < kMaxTemporaryNames; ++n) {
-        candidate = folder->GetChildByName(ultoa(static_cast<long>(n)) + name, 0);
-        if (candidate == nullptr) return false;
-        if (!candidate->Exists()) break;
-        delete candidate;
-        candidate = nullptr;
+    int fd = -1;
+    for (int attempt = 0; attempt < kFolderAttempts && fd < 0; ++attempt) {
+        FolderItemImp* folder = nullptr;
+        const int dir = OpenTemporaryDataFolder(&folder);
+        if (dir < 0) return false;
+        fd = ExtractLibrary(folder, dir, name, bytes, length, record, &candidate);
+        const bool removed = fd < 0 && FolderRemoved(dir);
+        close(dir);
+        if (!removed) break;
     }
-    if (candidate == nullptr) {
-        // Deliberate: a hundred leftovers stop every load of this library until a sweep.
-        std::printf("Could not generate a unique filename for plugin %s, time to clean %s\n",
-                    name.CString(), folder->GetAbsolutePath().CString());
-        std::fflush(stdout);
-        return false;
-    }
-    const string pathText = candidate->GetAbsolutePath().GetUTF8String();
-    const char* path = pathText.CString();
+    if (fd < 0) return false;
 
-    // Created exclusively, so two processes can never write into one file; a file that
-    // appeared since the test above is someone's plug-in while it is locked, else a
-    // leftover that is removed.
-    int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kLibraryPermissions);
-    if (fd < 0 && errno == EEXIST) {
-        const int probe = open(path, O_RDWR | O_CLOEXEC);
-        if (probe < 0) {
-            delete candidate;
-            return false;
-        }
-        if (flock(probe, LOCK_EX | LOCK_NB) != 0) {
-            close(probe);
-            std::printf("Duplicate plug-in found %s from %s\n", path,
-                        SourceDescription(record).CString());
-            std::fflush(stdout);
-            delete candidate;
-            return false;
-        }
-        flock(probe, LOCK_UN);
-        close(probe);
-        candidate->DeleteFile();
-        fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kLibraryPermissions);
-    }
-    if (fd < 0) {
-        delete candidate;
-        return false;
-    }
-    // Locked before a byte is written and never unlocked until the record dies: no
-    // moment exists in which another process could take the file for a leftover.
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0 || !StillNamedBy(fd, path)) {
-        std::printf("NOT GOOD: File already locked?\n");
-        std::fflush(stdout);
-        close(fd);
-        delete candidate;
-        return false;
-    }
-    if (!WriteAll(fd, bytes, length)) {
-        // Never leave a truncated library behind for a later dlopen.
-        candidate->DeleteFile();
-        close(fd);
-        delete candidate;
-        return false;
-    }
-    // Read and write for everyone whatever the umask, so any user's sweep can clean up.
-    candidate->SetPermissions(kLibraryPermissions);
+    // The record keeps the descriptor, and so the lock, for its life; the lock goes when
+    // the descriptor is closed, never by an unlock that a forked child could share.
     long error = 0;
     DataFile* lock =
         DataFile::OpenFromHandle(static_cast<unsigned long>(fd), kFileHandleDescriptor, &error);
     if (lock == nullptr) {
-        candidate->DeleteFile();
+        candidate->DeleteFile();  // still locked here, so the name still leads to our file
         close(fd);
         delete candidate;
         return false;
     }
-    if (record->lockStream != nullptr) {
-        const int old = DescriptorOf(record->lockStream);
-        if (old >= 0) flock(old, LOCK_UN);
-        delete record->lockStream;
-    }
+    delete record->lockStream;
     record->lockStream = lock;
 
-    void* handle = dlopen(path, kLazyLocal);
+    const string pathText = candidate->GetAbsolutePath().GetUTF8String();
+    void* handle = dlopen(pathText.CString(), kLazyLocal);
     delete record->libraryFile;
     record->libraryFile = candidate->Clone();
     if (record->libraryHandle != nullptr && record->libraryHandle != handle) {

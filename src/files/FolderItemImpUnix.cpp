@@ -213,7 +213,7 @@ bool HasSuffix(const string& path, const char* suffix) {
 // Up to `count` bytes from the start of the file into `buffer`; the number read, or -1
 // when the file cannot be opened.
 long ReadFileStart(const string& path, unsigned char* buffer, size_t count) {
-    FILE* file = fopen(path.CString(), "rb");
+    FILE* file = fopen(path.CString(), "rbe");  // close-on-exec
     if (!file) return -1;
     const size_t got = fread(buffer, 1, count, file);
     fclose(file);

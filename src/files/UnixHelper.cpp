@@ -76,7 +76,9 @@ bool AppendBytes(char** buffer, size_t* size, size_t* capacity, const char* byte
 
 string ExecuteShell(const string& command, unsigned char captureOutput) {
     int fds[2];
-    if (pipe(fds) != 0) return string();
+    // Close-on-exec: a program some other part of the process starts meanwhile must not
+    // hold the write end open. dup2 clears the flag on the child's 1 and 2.
+    if (pipe2(fds, O_CLOEXEC) != 0) return string();
 
     const char* commandText = command.CString();
     const long openMax = sysconf(_SC_OPEN_MAX);

@@ -18,6 +18,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -86,7 +87,11 @@ bool FilePointerDataFile::CloseFile() {
 }
 
 bool FilePointerDataFile::OpenPath(const char* path, const char* mode) {
-    Attach(fopen64(path, mode), true);
+    // "e": the descriptor is close-on-exec from the open on, so no program started later
+    // inherits the file or its lock.
+    char modeText[8];
+    std::snprintf(modeText, sizeof modeText, "%se", mode);
+    Attach(fopen64(path, modeText), true);
     return mFile && LockIfWritable(mode);
 }
 
@@ -123,7 +128,12 @@ bool FilePointerDataFile::CreateTempFile(const string& name) {
     Forget();
     if (name.IsEmpty()) {
         Attach(tmpfile64(), true);
-        return mFile != nullptr;
+        if (!mFile) return false;
+        // tmpfile has no close-on-exec mode; the library starts no thread, so nothing can
+        // fork between the open and this call.
+        const int fd = fileno(mFile);
+        fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
+        return true;
     }
     // Deliberate: always under "/tmp", not $TMPDIR; the name may carry subfolders.
     const string path = string("/tmp/") + name.GetUTF8String();

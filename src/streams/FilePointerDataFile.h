@@ -4,7 +4,8 @@
 // ftruncate64 on the descriptor, so files past 4 GiB work on 32-bit x86 too. Opens whose
 // mode string contains 'w' or '+' take flock(LOCK_EX | LOCK_NB) and fail at once when the
 // lock is held elsewhere. Every failing call leaves its errno in lastError.
-// Files it opens itself get a 64 KiB stdio buffer (an adopted FILE* keeps its own).
+// Files it opens itself get a 64 KiB stdio buffer (an adopted FILE* keeps its own) and a
+// close-on-exec descriptor; an adopted handle keeps the flags its owner gave it.
 // stdio's rule that reads and writes must be separated by a seek or flush is honoured
 // internally, so callers may mix them freely.
 // Not here: scrambling, buffering of its own beyond stdio's, reopening.
