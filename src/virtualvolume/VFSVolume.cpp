@@ -151,7 +151,8 @@ void VFSVolume::SetBlockSizePrefs(double minReuse, double newSize, double maxReu
 // ----- Stream helpers -----
 
 bool VFSVolume::SeekTo(double offset) {
-    if (!IsWhole(offset)) return false;
+    // Beyond the 32-bit offsets blocks have, a whole number may not even convert.
+    if (!IsWhole(offset) || offset > kMaxOffset) return false;
     return mStream->SeekFromStart(static_cast<unsigned long long>(offset));
 }
 
@@ -247,8 +248,13 @@ bool VFSVolume::UpdateBlockMap() {
         bool ok = info >= 0 && SetFilePosition(info, 4.0);
         unsigned char lengthBytes[4];
         // The length is big-endian whatever the stream's setting, like the map it counts.
+        // It is zeroed first and written last: a save cut short leaves "no saved map", which
+        // the next opening rebuilds from the blocks, never half an old map and half a new
+        // one under a length that believes them.
+        static const unsigned char kNoMap[4] = {};
         nstorelong(lengthBytes, static_cast<int32_t>(length));
-        ok = ok && WriteFileData(info, lengthBytes, 4.0) && WriteFileData(info, buffer, length);
+        ok = ok && WriteFileData(info, kNoMap, 4.0) && WriteFileData(info, buffer, length) &&
+             SetFilePosition(info, 4.0) && WriteFileData(info, lengthBytes, 4.0);
         CloseFile(info);
         free(buffer);
         if (!ok) return false;
@@ -318,22 +324,31 @@ double VFSVolume::FindOrAllocateBlock(double* blockSize) {
     const double start = static_cast<double>(streamLength);
     if (start < kFirstBlockOffset || start + mNewBlockSize > kMaxOffset) return -1.0;
     const double size = mNewBlockSize;
-    if (!SeekTo(start) || !WriteHeader(VFSBlockHeader{kBlockStartMagic, 0, 0, size, 0.0}))
-        return -1.0;
-    mStream->SetLength(static_cast<unsigned long long>(start + size));
-    if (mZeroFill) {
+    // Blocks lie back to back: an append that fails part-way is cut off again, or the
+    // next block would start inside it. The block is listed only once it is whole.
+    bool ok = SeekTo(start) && WriteHeader(VFSBlockHeader{kBlockStartMagic, 0, 0, size, 0.0}) &&
+              mStream->SetLength(static_cast<unsigned long long>(start + size));
+    if (ok && mZeroFill) {
         static const unsigned char kZeros[4096] = {};
-        for (double left = size - kBlockOverhead; left > 0;) {
+        for (double left = size - kBlockOverhead; ok && left > 0;) {
             const double chunk = left < sizeof(kZeros) ? left : sizeof(kZeros);
-            if (!mStream->WriteData(kZeros, static_cast<unsigned int>(chunk))) break;
+            ok = mStream->WriteData(kZeros, static_cast<unsigned int>(chunk));
             left -= chunk;
         }
     }
-    SeekTo(start + size - 4);
-    mStream->WriteLong(static_cast<int>(kBlockEndMagic));
-    mMap.AddEntry(0, static_cast<uint32_t>(start), 0);
+    ok = ok && SeekTo(start + size - 4) && mStream->WriteLong(static_cast<int>(kBlockEndMagic)) &&
+         mMap.AddEntry(0, static_cast<uint32_t>(start), 0);
+    if (!ok) {
+        mStream->SetLength(streamLength);
+        return -1.0;
+    }
     *blockSize = size;
     return start;
+}
+
+void VFSVolume::ReleaseBlock(double start) {
+    if (SeekTo(start + 4.0)) mStream->WriteLong(0);
+    mMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), 0, 0);
 }
 
 // ----- Files -----
@@ -353,8 +368,10 @@ uint32_t VFSVolume::CreateFile() {
     double size = 0.0;
     const double start = FindOrAllocateBlock(&size);
     if (start < 0.0) return 0;
-    if (!SeekTo(start) || !WriteHeader(VFSBlockHeader{kBlockStartMagic, id, 0, size, 0.0}))
+    if (!SeekTo(start) || !WriteHeader(VFSBlockHeader{kBlockStartMagic, id, 0, size, 0.0})) {
+        ReleaseBlock(start);  // the id may have reached the disk before the failure
         return 0;
+    }
     mMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), id, 0);
     return id;
 }
@@ -401,8 +418,12 @@ bool VFSVolume::DeleteFile(uint32_t id) {
     const double limit = HopLimit();
     // A chain that loops comes back to a block already freed, whose id no longer matches.
     for (double hops = 0; h.magic == kBlockStartMagic && h.fileID == id && hops <= limit; ++hops) {
-        if (SeekTo(start + 4)) mStream->WriteLong(0);
-        mMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), 0, 0);
+        // The map frees only what the disk freed. A first block that stays the file's
+        // leaves the file whole (and the call failed); a later one is lost to the file
+        // either way, but is not handed out while its header still names it.
+        const bool freed = SeekTo(start + 4) && mStream->WriteLong(0);
+        if (!freed && hops == 0) return false;
+        if (freed) mMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), 0, 0);
         if (!(h.nextBlock > 0.0)) return true;
         start = h.nextBlock;
         if (!SeekTo(start) || !ReadHeader(&h) || !HeaderFits(h, start)) return true;
@@ -488,11 +509,21 @@ bool VFSVolume::WriteFileData(short file, const void* buffer, double count) {
                 next < 0.0 ? kBlockMapNotFound : static_cast<uint32_t>(next), ref->header.fileID,
                 index);
             if (next < 0.0) return false;
+            // The new block is claimed before the chain points at it, so that a failure in
+            // between leaves at worst a block of this file on no chain, never a chain that
+            // runs into a free block; what was done is undone as far as the stream lets.
             if (!SeekTo(next) || !WriteHeader(VFSBlockHeader{kBlockStartMagic, ref->header.fileID,
-                                                             index, size, 0.0}))
+                                                             index, size, 0.0})) {
+                ReleaseBlock(next);
                 return false;
+            }
             ref->header.nextBlock = next;
-            if (!SeekTo(ref->blockStart) || !WriteHeader(ref->header)) return false;
+            if (!SeekTo(ref->blockStart) || !WriteHeader(ref->header)) {
+                ref->header.nextBlock = 0.0;
+                if (SeekTo(ref->blockStart)) WriteHeader(ref->header);
+                ReleaseBlock(next);
+                return false;
+            }
         }
         ref->blockStart = ref->header.nextBlock;
         ref->blockOffset = kBlockHeaderSize;

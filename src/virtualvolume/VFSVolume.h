@@ -186,6 +186,9 @@ private:
     bool ReadRaw(short file, unsigned char* bytes, int size);
     void OpenExisting();
     bool MapFitsStream();
+    /// Gives back a block whose taking failed half-way: free on disk (as far as that can
+    /// still be written) and in the map.
+    void ReleaseBlock(double start);
 
     uint8_t mValid = 0;                        // 1 after a successful Create or open
     RandomAccessMechanism* mStream = nullptr;  // backing store

@@ -165,6 +165,26 @@ VFileRef VHFSVolume::GetRoot() {
     return root;
 }
 
+bool VHFSVolume::IsListed(uint32_t id, const VFileRef& dir, bool* listed) {
+    *listed = false;
+    OpenItem d(mVolume, dir.id);
+    double length = 0.0;
+    int32_t count = 0;
+    if (!d.IsOpen() || !d.ReadDouble(kItemLengthPosition, &length) ||
+        !d.ReadLong(kDirectoryCountPosition, &count))
+        return false;
+    count = SaneChildCount(count, length, mVolume);
+    for (int32_t i = 0; i < count; ++i) {
+        int32_t child = 0;
+        if (!mVolume->ReadFileLong(d.File(), &child)) return false;
+        if (static_cast<uint32_t>(child) == id) {
+            *listed = true;
+            break;
+        }
+    }
+    return true;
+}
+
 bool VHFSVolume::ReadParentID(uint32_t id, uint32_t* parent) {
     OpenItem item(mVolume, id);
     int32_t value = 0;
@@ -216,6 +236,15 @@ bool VHFSVolume::GetChildren(const VFileRef& dir, VFileRefList& out) {
 }
 
 VFileRef VHFSVolume::CreateFile(const VFileRef& parent, const string& name, VFileType type) {
+    return CreateItem(parent, name, type, false);
+}
+
+VFileRef VHFSVolume::CreateDirectory(const VFileRef& parent, const string& name) {
+    return CreateItem(parent, name, kTempFileType, true);
+}
+
+VFileRef VHFSVolume::CreateItem(const VFileRef& parent, const string& name, VFileType type,
+                                bool directory) {
     VFileRef ref;
     const string utf8 = name.GetUTF8String();
     if (!IsValid() || parent.type != kDirectoryFileType || utf8.IsEmpty() || type == 0 ||
@@ -230,34 +259,39 @@ VFileRef VHFSVolume::CreateFile(const VFileRef& parent, const string& name, VFil
     }
     const uint32_t id = mVolume->CreateFile();
     if (id == 0) return ref;
+    bool complete = false;
     {
         OpenItem item(mVolume, id);
         if (!item.IsOpen()) return ref;
         const double now = DateScaleNow();  // one value for both dates
         const short f = item.File();
-        if (!mVolume->WriteFileDouble(f, 0.0) ||
-            !mVolume->WriteFileLong(f, static_cast<int32_t>(type)) ||
-            !mVolume->WriteFileLong(f, static_cast<int32_t>(parent.id)) ||
-            !mVolume->WriteFileDouble(f, now) || !mVolume->WriteFileDouble(f, now) ||
-            !item.WriteName(utf8))
-            return ref;
+        complete = mVolume->WriteFileDouble(f, 0.0) &&
+                   mVolume->WriteFileLong(f, static_cast<int32_t>(type)) &&
+                   mVolume->WriteFileLong(f, static_cast<int32_t>(parent.id)) &&
+                   mVolume->WriteFileDouble(f, now) && mVolume->WriteFileDouble(f, now) &&
+                   item.WriteName(utf8);
+        // A directory is made as a "temp" item and then turned into an empty "fold" one,
+        // before it is linked: a listed half-made directory, whose torn type could even
+        // pass for a file's, never exists.
+        complete = complete && (!directory || (item.WriteDouble(kItemLengthPosition, 4.0) &&
+                                               mVolume->WriteFileLong(
+                                                   f, static_cast<int32_t>(kDirectoryFileType)) &&
+                                               item.WriteLong(kDirectoryCountPosition, 0)));
+    }
+    if (!complete) {
+        // An item whose header could not be written is given back rather than left in no
+        // folder; only the used id stays used.
+        mVolume->DeleteFile(id);
+        return ref;
     }
     ref.id = id;
     LoadFileInfo(&ref);
+    // The header was written just now: a read failing here changes nothing about what the
+    // item is, and must not leave it unlisted.
+    const VFileType written = directory ? kDirectoryFileType : type;
+    if (ref.type != written) ref.type = written;
     // Deliberate: the link's result is not checked; the item exists either way.
     LinkFile(ref, parent);
-    return ref;
-}
-
-VFileRef VHFSVolume::CreateDirectory(const VFileRef& parent, const string& name) {
-    VFileRef ref = CreateFile(parent, name, kTempFileType);
-    if (ref.type == 0) return ref;
-    OpenItem item(mVolume, ref.id);
-    if (!item.IsOpen()) return ref;
-    if (item.WriteDouble(kItemLengthPosition, 4.0) &&
-        mVolume->WriteFileLong(item.File(), static_cast<int32_t>(kDirectoryFileType)))
-        ref.type = kDirectoryFileType;
-    item.WriteLong(kDirectoryCountPosition, 0);
     return ref;
 }
 
@@ -268,9 +302,11 @@ bool VHFSVolume::LinkFile(const VFileRef& item, const VFileRef& dir) {
     if (!d.IsOpen() || !d.ReadLong(kDirectoryCountPosition, &count)) return false;
     if (count < 0 || count >= 0x3FFFFFFF) return false;  // no list can be that long
     const double n = count + 1.0;
-    return d.WriteLong(kDirectoryCountPosition, static_cast<uint32_t>(count + 1)) &&
-           d.WriteLong(kDirectoryCountPosition + 4.0 * n, item.id) &&
-           d.WriteDouble(kItemLengthPosition, 4.0 * n + 4.0);
+    // The count goes last: until it is written the list is as it was, so a write failing
+    // half-way never makes the list count an id that is not there.
+    return d.WriteLong(kDirectoryCountPosition + 4.0 * n, item.id) &&
+           d.WriteDouble(kItemLengthPosition, 4.0 * n + 4.0) &&
+           d.WriteLong(kDirectoryCountPosition, static_cast<uint32_t>(count + 1));
 }
 
 bool VHFSVolume::UnlinkFile(const VFileRef& item, const VFileRef& dir) {
@@ -291,17 +327,20 @@ bool VHFSVolume::UnlinkFile(const VFileRef& item, const VFileRef& dir) {
     if (static_cast<uint32_t>(last) != item.id && d.Seek(kDirectoryCountPosition + 4.0)) {
         for (int32_t i = 0; i < count; ++i) {
             int32_t id = 0;
-            if (!mVolume->ReadFileLong(d.File(), &id)) break;
+            // A list that can't be read is not a list without the item: dropping the count
+            // then would drop the last child instead.
+            if (!mVolume->ReadFileLong(d.File(), &id)) return false;
             if (static_cast<uint32_t>(id) == item.id) {
-                // The last child moves into the hole.
-                d.WriteLong(kDirectoryCountPosition + 4.0 + 4.0 * i, static_cast<uint32_t>(last));
+                // The last child moves into the hole; if it can't, nothing changes.
+                if (!d.WriteLong(kDirectoryCountPosition + 4.0 + 4.0 * i,
+                                 static_cast<uint32_t>(last)))
+                    return false;
                 break;
             }
         }
     }
     // Deliberate: the count drops even when the item was not listed; the length stays.
-    d.WriteLong(kDirectoryCountPosition, static_cast<uint32_t>(count - 1));
-    return true;
+    return d.WriteLong(kDirectoryCountPosition, static_cast<uint32_t>(count - 1));
 }
 
 bool VHFSVolume::DeleteFile(const VFileRef& item) {
@@ -313,6 +352,14 @@ bool VHFSVolume::DeleteFile(const VFileRef& item) {
     if (item.id == kRootDirectoryIDnum) return false;
     VFileRef parent = GetParent(item);
     if (parent.type != kDirectoryFileType) return false;
+    // An item its parent does not list (its link failed when it was made) is only freed:
+    // unlinking it would drop the count all the same and so lose the parent's last child.
+    bool listed = false;
+    if (!IsListed(item.id, parent, &listed)) return false;
+    if (!listed) {
+        mVolume->DeleteFile(item.id);
+        return true;
+    }
     if (mVolume->DeleteFile(item.id)) return UnlinkFile(item, parent);
     // Deliberate: a block-level refusal (the item is open) still reports success, and the
     // item stays listed.
@@ -388,6 +435,10 @@ VFile* VHFSVolume::OpenFile(const VFileRef& ref) {
         return nullptr;
     }
     // A stored length that is no 32-bit count is damage; reads stop at the chain's end.
+    // Nor can content be longer than the stream that holds it: a chain that loops would
+    // otherwise be read round and round up to a damaged length of 4 GiB.
+    const double most = static_cast<double>(mVolume->GetStream()->GetLength());
+    if (length > most) length = most;
     uint32_t content = 0;
     if (std::isfinite(length) && length > 0.0)
         content = length >= 4294967295.0 ? 0xFFFFFFFFU : static_cast<uint32_t>(length);

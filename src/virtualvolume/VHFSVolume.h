@@ -163,6 +163,12 @@ public:
 private:
     VHFSVolume() = default;
     bool ReadParentID(uint32_t id, uint32_t* parent);
+    /// Whether `dir`'s list holds `id` (in *listed); false when the list can't be read.
+    bool IsListed(uint32_t id, const VFileRef& dir, bool* listed);
+    /// CreateFile, and for `directory` CreateDirectory (type "temp"): the item is complete,
+    /// a directory already "fold", before it is linked into `parent`.
+    VFileRef CreateItem(const VFileRef& parent, const string& name, VFileType type,
+                        bool directory);
 
     VFSVolume* mVolume = nullptr;  // owned
 };

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -97,7 +98,12 @@ struct Seen {
     std::string type;
     unsigned long long length;
     std::string contents;
+    bool operator==(const Seen&) const = default;
 };
+void PrintTo(const Seen& s, std::ostream* os) {
+    *os << (s.directory ? "folder " : "file ") << s.type << " " << s.length << " \"" << s.contents
+        << "\"";
+}
 
 void WalkItems(FolderItemImp* dir, const std::string& prefix, int depth,
                std::map<std::string, Seen>* seen) {
@@ -134,15 +140,7 @@ TEST_F(VirtualItemTest, TheWholeTreeReadsBackThroughItems) {
         {"/IDE Resources/help.txt", {false, CodesInMemoryOrder("????", "????"), 5, "help!"}},
         {"/a", {false, CodesInMemoryOrder("????", "TEXT"), 3, "top"}},
     };
-    ASSERT_EQ(seen.size(), expected.size());
-    for (const auto& [path, want] : expected) {
-        ASSERT_TRUE(seen.count(path)) << path;
-        const Seen& got = seen[path];
-        EXPECT_EQ(got.directory, want.directory) << path;
-        EXPECT_EQ(got.type, want.type) << path;
-        EXPECT_EQ(got.length, want.length) << path;
-        EXPECT_EQ(got.contents, want.contents) << path;
-    }
+    EXPECT_EQ(seen, expected);
     // The root lists three children: 4 x 3 + 4 bytes of list.
     EXPECT_EQ(r->GetLength(), 16u);
     EXPECT_EQ(r->GetChildCount(), 3);

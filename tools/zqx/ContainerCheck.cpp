@@ -171,14 +171,18 @@ private:
                 chain.push_back(at);
                 const Block& blk = blocks[at];
                 if (!(blk.next > 0.0) || !IsWhole(blk.next)) break;
+                // Compared as a double first: a whole number beyond any offset can't be
+                // converted to one.
+                if (blk.next + double(kOverhead) > double(n)) {
+                    Problem(int64_t(blk.start + 20),
+                            "file " + std::to_string(id) + ": block at " + Dec(blk.start) +
+                                " points to " + Num(blk.next) + ", past the end of the file");
+                    break;
+                }
                 const uint64_t next = uint64_t(blk.next);
                 const std::string who = "file " + std::to_string(id) + ": block at " +
                                         Dec(blk.start) + " points to " + Dec(next);
                 auto found = index.find(next);
-                if (next + kOverhead > n) {
-                    Problem(int64_t(blk.start + 20), who + ", past the end of the file");
-                    break;
-                }
                 if (found == index.end()) {
                     Problem(int64_t(blk.start + 20), who + ", which is not the start of a block");
                     break;
