@@ -18,4 +18,8 @@ function(zyne_add_guest name)
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_link_options(${name} PRIVATE -Wl,-z,defs -Wl,-Bsymbolic)
+  # No unique symbols: they would keep the guest loaded after the host's last dlclose.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${name} PRIVATE -fno-gnu-unique)
+  endif()
 endfunction()

@@ -18,6 +18,7 @@
 #include "bridge/ClassTables.h"
 #include "bridge/PluginBridge.h"
 #include "bridge/PluginDefinition.h"
+#include "core/KeptMemory.h"
 #include "hostapi/RecordReaders.h"
 #include "items/ControlInstanceServices.h"
 #include "items/DatabaseDelegate.h"
@@ -87,6 +88,7 @@ long CaptureClass(ZYNEclassDefinition* record) {
         if (reference != nullptr) {
             std::memcpy(reference, kFauxPrefix, kFauxPrefixLength);
             std::memcpy(reference + kFauxPrefixLength, record->name, length + 1);
+            KeepForProcessLifetime(reference);
             gClassReferences.AddEntry(name, reference);
         }
     }

@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+#include "core/KeptMemory.h"
+
 ZYNE_API ZYNEResolver gResolver = nullptr;
 ZYNE_API ZYNEResolver gResolverMachO = nullptr;
 
@@ -72,6 +74,9 @@ ZYNE_API ZYNEmethodDefinitionV6* ConvertCurrentMethodsToV6(const ZYNEmethodDefin
     // refuses a count whose byte size would overflow, where a multiplication would wrap.
     auto* converted = static_cast<ZYNEmethodDefinitionV6*>(
         std::calloc(static_cast<unsigned long>(count), sizeof(ZYNEmethodDefinitionV6)));
+    // Kept on purpose: never freed, the host may point into it for as long as the
+    // process lives, even after this library is unloaded.
+    KeepForProcessLifetime(converted);
     if (converted == nullptr || methods == nullptr) return converted;
     for (long i = 0; i < count; ++i) {
         converted[i].function = methods[i].function;

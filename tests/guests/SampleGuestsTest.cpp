@@ -73,10 +73,7 @@ TEST(SampleGuests, AreBuiltForThisTarget) {
           "libsample_legacy.so", "libsample_nomain.so"}) {
         const std::string bytes = ReadFile(GuestPath(guest));
         ASSERT_GE(bytes.size(), 5u) << guest;
-        EXPECT_EQ(bytes.substr(0, 4),
-                  "\x7F"
-                  "ELF")
-            << guest;
+        EXPECT_EQ(bytes.substr(0, 4), "\177ELF") << guest;
         EXPECT_EQ(bytes[4], expected) << guest;
     }
 }

@@ -3,6 +3,14 @@
 
 #include "hostapi/ZYNEPlugin.h"
 
+// The string record's members, called the way a guest built by any compiler calls
+// them on a null record: `this` is just the first argument. A C++ member call through
+// a null pointer would be undefined in the caller, so the probe names the symbols.
+long StringLength(const ZYNEstringStruct* s) __asm__("_ZNK16ZYNEstringStruct6LengthEv");
+const char* StringCString(const ZYNEstringStruct* s) __asm__("_ZNK16ZYNEstringStruct7CStringEv");
+const unsigned char* StringPString(const ZYNEstringStruct* s)
+    __asm__("_ZNK16ZYNEstringStruct7PStringEv");
+
 namespace {
 
 template <typename R, typename... A>
@@ -41,9 +49,9 @@ const ForwarderProbe kProbe = {
     &ZYNEGetClassData,
     &ZYNEGetControlData,
     &ZYNEGetStringContents,
-    [](ZYNEstring s) { return s->Length(); },
-    [](ZYNEstring s) { return s->CString(); },
-    [](ZYNEstring s) { return s->PString(); },
+    [](ZYNEstring s) { return StringLength(s); },
+    [](ZYNEstring s) { return StringCString(s); },
+    [](ZYNEstring s) { return StringPString(s); },
     static_cast<void (*)(ZYNEclassDefinition*)>(&SetClassConsoleSafe),
     &ConvertCurrentMethodsToV6,
     &ZYNELoadGlobalMethod,

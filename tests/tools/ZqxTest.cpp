@@ -401,8 +401,7 @@ TEST_F(ZqxTest, ToStdoutWritesOneMember) {
 
 TEST_F(ZqxTest, PluginBuildsTheLoaderLayout) {
     WriteFile(P("b.so"), std::string("\x7F"
-                                     "ELF second-named-first",
-                                     26));
+                                     "ELF second-named-first"));
     WriteFile(P("a.so"), std::string("\x7F"
                                      "ELF",
                                      4));
