@@ -128,82 +128,68 @@ bool TarCreate(long bytes, const std::string& archive) {
     return RunChild({"tar", "-cf", archive, "-C", SourceFolder(), SourceName(bytes)});
 }
 
-void zqxCreate(benchmark::State& state) {
+// Times `create` writing the archive `name` in the bench folder from the source file.
+void TimeCreate(benchmark::State& state, bool (*create)(long, const std::string&),
+                const char* name, const char* failure) {
     const long bytes = state.range(0);
     if (!PrepareSource(bytes)) {
         state.SkipWithError("no source file");
         return;
     }
-    const std::string container = BenchFolder::Path() + "/create.zqx";
+    const std::string archive = BenchFolder::Path() + "/" + name;
     for (auto _ : state) {
-        if (!ZqxCreate(bytes, container)) {
-            state.SkipWithError("zqx create failed");
+        if (!create(bytes, archive)) {
+            state.SkipWithError(failure);
             return;
         }
     }
     state.SetBytesProcessed(state.iterations() * bytes);
+}
+
+void zqxCreate(benchmark::State& state) {
+    TimeCreate(state, ZqxCreate, "create.zqx", "zqx create failed");
 }
 
 void tarCreate(benchmark::State& state) {
+    TimeCreate(state, TarCreate, "create.tar", "tar -cf failed");
+}
+
+// Extracting benchmarks make their archive "extract.<kind>" first (untimed), and remove
+// the extracted file before each iteration (untimed) so that both tools always write a
+// new file. `command` is the extracting command line before the archive's path.
+void TimeExtract(benchmark::State& state, const std::string& kind,
+                 bool (*create)(long, const std::string&), std::vector<std::string> command,
+                 const char* noArchive, const char* failure) {
     const long bytes = state.range(0);
-    if (!PrepareSource(bytes)) {
-        state.SkipWithError("no source file");
+    const std::string archive = BenchFolder::Path() + "/extract." + kind;
+    const std::string into = BenchFolder::Path() + "/x-" + kind;
+    if (!PrepareSource(bytes) || !create(bytes, archive) ||
+        (mkdir(into.c_str(), 0700) != 0 && errno != EEXIST)) {
+        state.SkipWithError(noArchive);
         return;
     }
-    const std::string archive = BenchFolder::Path() + "/create.tar";
+    command.insert(command.end(), {archive, "-C", into});
+    const std::string extracted = into + "/" + SourceName(bytes);
     for (auto _ : state) {
-        if (!TarCreate(bytes, archive)) {
-            state.SkipWithError("tar -cf failed");
+        state.PauseTiming();
+        unlink(extracted.c_str());
+        state.ResumeTiming();
+        if (!RunChild(command)) {
+            state.SkipWithError(failure);
             return;
         }
     }
     state.SetBytesProcessed(state.iterations() * bytes);
 }
 
-// Extracting benchmarks make their archive first (untimed), and remove the extracted file
-// before each iteration (untimed) so that both tools always write a new file.
 void zqxExtract(benchmark::State& state) {
-    const long bytes = state.range(0);
-    const std::string container = BenchFolder::Path() + "/extract.zqx";
-    const std::string into = BenchFolder::Path() + "/x-zqx";
-    if (!PrepareSource(bytes) || !ZqxCreate(bytes, container) ||
-        (mkdir(into.c_str(), 0700) != 0 && errno != EEXIST)) {
-        state.SkipWithError("no container to extract");
-        return;
-    }
-    const std::string extracted = into + "/" + SourceName(bytes);
-    for (auto _ : state) {
-        state.PauseTiming();
-        unlink(extracted.c_str());
-        state.ResumeTiming();
-        if (!RunChild({ZYNE_ZQX_PATH, "extract", container, "-C", into})) {
-            state.SkipWithError("zqx extract failed");
-            return;
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * bytes);
+    TimeExtract(state, "zqx", ZqxCreate, {ZYNE_ZQX_PATH, "extract"}, "no container to extract",
+                "zqx extract failed");
 }
 
 void tarExtract(benchmark::State& state) {
-    const long bytes = state.range(0);
-    const std::string archive = BenchFolder::Path() + "/extract.tar";
-    const std::string into = BenchFolder::Path() + "/x-tar";
-    if (!PrepareSource(bytes) || !TarCreate(bytes, archive) ||
-        (mkdir(into.c_str(), 0700) != 0 && errno != EEXIST)) {
-        state.SkipWithError("no archive to extract");
-        return;
-    }
-    const std::string extracted = into + "/" + SourceName(bytes);
-    for (auto _ : state) {
-        state.PauseTiming();
-        unlink(extracted.c_str());
-        state.ResumeTiming();
-        if (!RunChild({"tar", "-xf", archive, "-C", into})) {
-            state.SkipWithError("tar -xf failed");
-            return;
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * bytes);
+    TimeExtract(state, "tar", TarCreate, {"tar", "-xf"}, "no archive to extract",
+                "tar -xf failed");
 }
 
 // The folder of kSmallFileCount small files, and a container made from it by zqx (which
@@ -231,15 +217,22 @@ bool PrepareMany() {
     return ready;
 }
 
-// Opens the container read-only from disk as zqx reads it (big-endian, doubles swapped),
-// finds "many" in the root and lists its children with their names and types loaded.
-// The number of children listed; -1 when any step failed.
-long OpenAndList(const string& path) {
+// The container opened read-only from disk as zqx reads it (big-endian, doubles swapped);
+// null when it cannot be opened.
+DataFile* OpenContainer(const string& path) {
     long error = 0;
     DataFile* file = DataFile::OpenFromPath(path, kDataFileReadOnly, &error);
-    if (!file) return -1;
+    if (!file) return nullptr;
     file->SetBigEndian();
     file->SetSwapDoubles(true);
+    return file;
+}
+
+// Opens the container, finds "many" in the root and lists its children with their names
+// and types loaded. The number of children listed; -1 when any step failed.
+long OpenAndList(const string& path) {
+    DataFile* file = OpenContainer(path);
+    if (!file) return -1;
     long listed = -1;
     {
         VHFSVolume volume(file, 1);  // owns the file from here on
@@ -257,29 +250,11 @@ long OpenAndList(const string& path) {
     return listed;
 }
 
-void VolumeOpenList(benchmark::State& state) {
-    if (!PrepareMany()) {
-        state.SkipWithError("no container of small files");
-        return;
-    }
-    const string path(ManyContainer().c_str());
-    for (auto _ : state) {
-        if (OpenAndList(path) != kSmallFileCount) {
-            state.SkipWithError("open or listing failed");
-            return;
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * kSmallFileCount);
-}
-
 // Opens the container as OpenAndList does and walks "many" through folder items. The
 // number of children that are files; -1 when any step failed.
 long OpenAndWalkItems(const string& path) {
-    long error = 0;
-    DataFile* file = DataFile::OpenFromPath(path, kDataFileReadOnly, &error);
+    DataFile* file = OpenContainer(path);
     if (!file) return -1;
-    file->SetBigEndian();
-    file->SetSwapDoubles(true);
     long files = -1;
     {
         VHFSVolume volume(file, 1);
@@ -298,19 +273,28 @@ long OpenAndWalkItems(const string& path) {
     return files;
 }
 
-void FolderItemWalk(benchmark::State& state) {
+// Times `walk` over the container of small files, which must see every one of them.
+void TimeWalk(benchmark::State& state, long (*walk)(const string&), const char* failure) {
     if (!PrepareMany()) {
         state.SkipWithError("no container of small files");
         return;
     }
     const string path(ManyContainer().c_str());
     for (auto _ : state) {
-        if (OpenAndWalkItems(path) != kSmallFileCount) {
-            state.SkipWithError("open or walk failed");
+        if (walk(path) != kSmallFileCount) {
+            state.SkipWithError(failure);
             return;
         }
     }
     state.SetItemsProcessed(state.iterations() * kSmallFileCount);
+}
+
+void VolumeOpenList(benchmark::State& state) {
+    TimeWalk(state, OpenAndList, "open or listing failed");
+}
+
+void FolderItemWalk(benchmark::State& state) {
+    TimeWalk(state, OpenAndWalkItems, "open or walk failed");
 }
 
 void readdirList(benchmark::State& state) {

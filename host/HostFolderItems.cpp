@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "HostState.h"
+#include "HostOnlyClass.h"
 
 namespace zyne::host {
 
@@ -21,46 +21,10 @@ constexpr unsigned long kUTF8Encoding = 0x08000100;
 
 void DestroyFolderItem(ZYNEobject self);
 
-// The host's own class: never registered by a plug-in, so it takes no part in the
-// registration log or in FindClass.
-ZYNEclassDefinition gFolderItemClass = {
-    .version = 9,
-    .name = "FolderItem",
-    .superName = nullptr,
-    .dataSize = sizeof(char*),
-    .dataOffset = ReferenceHost::kObjectHeaderSize,
-    .constructor = nullptr,
-    .destructor = &DestroyFolderItem,
-    .properties = nullptr,
-    .propertyCount = 0,
-    .methods = nullptr,
-    .methodCount = 0,
-    .events = nullptr,
-    .eventCount = 0,
-    .eventInstances = nullptr,
-    .eventInstanceCount = 0,
-    .interfaces = nullptr,
-    .reserved16 = nullptr,
-    .reserved17 = nullptr,
-    .constants = nullptr,
-    .constantCount = 0,
-    .flags = 0,
-    .sharedProperties = nullptr,
-    .sharedPropertyCount = 0,
-    .sharedMethods = nullptr,
-    .sharedMethodCount = 0,
-};
-
-const ClassInfo gFolderItemInfo = {
-    .instanceSize = ReferenceHost::kObjectHeaderSize + static_cast<long>(sizeof(char*)),
-    .name = "FolderItem",
-    .record = &gFolderItemClass,
-    .superclass = nullptr,
-    .threeWordMethods = false,
-};
+detail::HostOnlyClass gFolderItemClass("FolderItem", sizeof(char*), &DestroyFolderItem);
 
 char*& PathSlot(ZYNEobject item) {
-    return *reinterpret_cast<char**>(reinterpret_cast<char*>(item) + gFolderItemClass.dataOffset);
+    return gFolderItemClass.DataOf<char*>(item);
 }
 
 void DestroyFolderItem(ZYNEobject self) {
@@ -72,7 +36,7 @@ void DestroyFolderItem(ZYNEobject self) {
 ZYNEobject MakeFolderItem(detail::HostState& state, const char* path) {
     char* copy = strdup(path);
     if (copy == nullptr) return nullptr;
-    ZYNEobject item = state.NewObject(&gFolderItemInfo);
+    ZYNEobject item = state.NewObject(&gFolderItemClass.info);
     if (item == nullptr) {
         std::free(copy);
         return nullptr;
@@ -83,7 +47,7 @@ ZYNEobject MakeFolderItem(detail::HostState& state, const char* path) {
 
 // The path of a live host folder item; null (and a fault) for anything else.
 const char* PathOf(detail::HostState& state, ZYNEobject item, const char* service) {
-    if (state.ClassInfoOf(item) != &gFolderItemInfo) {
+    if (state.ClassInfoOf(item) != &gFolderItemClass.info) {
         state.Fault(std::string(service) + " on an object that is not a folder item");
         return nullptr;
     }
@@ -122,7 +86,7 @@ ZYNEobject ReferenceHost::NewFolderItem(const std::string& path) {
 }
 
 std::string ReferenceHost::FolderItemPath(ZYNEobject item) const {
-    if (state_->ClassInfoOf(item) != &gFolderItemInfo) return {};
+    if (state_->ClassInfoOf(item) != &gFolderItemClass.info) return {};
     return PathSlot(item);
 }
 

@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "HostState.h"
+#include "HostOnlyClass.h"
 #include "bridge/BmpDecoder.h"
 
 namespace zyne::host {
@@ -29,47 +29,10 @@ struct PictureData {
 
 void DestroyPicture(ZYNEobject self);
 
-// The host's own class: never registered by a plug-in, so it takes no part in the
-// registration log or in FindClass.
-ZYNEclassDefinition gPictureClass = {
-    .version = 9,
-    .name = "Picture",
-    .superName = nullptr,
-    .dataSize = sizeof(PictureData),
-    .dataOffset = ReferenceHost::kObjectHeaderSize,
-    .constructor = nullptr,
-    .destructor = &DestroyPicture,
-    .properties = nullptr,
-    .propertyCount = 0,
-    .methods = nullptr,
-    .methodCount = 0,
-    .events = nullptr,
-    .eventCount = 0,
-    .eventInstances = nullptr,
-    .eventInstanceCount = 0,
-    .interfaces = nullptr,
-    .reserved16 = nullptr,
-    .reserved17 = nullptr,
-    .constants = nullptr,
-    .constantCount = 0,
-    .flags = 0,
-    .sharedProperties = nullptr,
-    .sharedPropertyCount = 0,
-    .sharedMethods = nullptr,
-    .sharedMethodCount = 0,
-};
-
-const ClassInfo gPictureInfo = {
-    .instanceSize = ReferenceHost::kObjectHeaderSize + static_cast<long>(sizeof(PictureData)),
-    .name = "Picture",
-    .record = &gPictureClass,
-    .superclass = nullptr,
-    .threeWordMethods = false,
-};
+detail::HostOnlyClass gPictureClass("Picture", sizeof(PictureData), &DestroyPicture);
 
 PictureData& DataOf(ZYNEobject picture) {
-    return *reinterpret_cast<PictureData*>(reinterpret_cast<char*>(picture) +
-                                           gPictureClass.dataOffset);
+    return gPictureClass.DataOf<PictureData>(picture);
 }
 
 void DestroyPicture(ZYNEobject self) {
@@ -101,7 +64,7 @@ ZYNEobject BuildPictureFromBuffer(long width, long height, ZQPixelType pixelType
         std::memcpy(pixels + packed * static_cast<size_t>(y),
                     static_cast<const unsigned char*>(buffer) + rowBytes * y, packed);
     }
-    ZYNEobject picture = state.NewObject(&gPictureInfo);
+    ZYNEobject picture = state.NewObject(&gPictureClass.info);
     if (picture == nullptr) {
         std::free(pixels);
         return nullptr;
@@ -121,7 +84,7 @@ std::span<const detail::ServiceRow> detail::PictureServices() {
 }
 
 std::optional<HostPicture> ReferenceHost::PictureOf(ZYNEobject picture) const {
-    if (state_->ClassInfoOf(picture) != &gPictureInfo) return std::nullopt;
+    if (state_->ClassInfoOf(picture) != &gPictureClass.info) return std::nullopt;
     const PictureData& data = DataOf(picture);
     const auto* begin = data.pixels;
     const size_t size = static_cast<size_t>(data.width) * static_cast<size_t>(data.height) * 4;

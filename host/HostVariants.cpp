@@ -20,9 +20,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <string>
 
+#include "HostOnlyClass.h"
 #include "HostValues.h"
 
 namespace zyne::host {
@@ -239,34 +239,6 @@ ZYNEproperty kVariantProperties[] = {
      0, nullptr},
 };
 
-ZYNEclassDefinition kVariantRecord = {
-    .version = ZYNE_RECORD_VERSION,
-    .name = "Variant",
-    .superName = nullptr,
-    .dataSize = sizeof(VariantData),
-    .dataOffset = ReferenceHost::kObjectHeaderSize,
-    .constructor = nullptr,
-    .destructor = &DestroyVariant,
-    .properties = kVariantProperties,
-    .propertyCount = static_cast<long>(std::size(kVariantProperties)),
-    .methods = nullptr,
-    .methodCount = 0,
-    .events = nullptr,
-    .eventCount = 0,
-    .eventInstances = nullptr,
-    .eventInstanceCount = 0,
-    .interfaces = nullptr,
-    .reserved16 = nullptr,
-    .reserved17 = nullptr,
-    .constants = nullptr,
-    .constantCount = 0,
-    .flags = 0,
-    .sharedProperties = nullptr,
-    .sharedPropertyCount = 0,
-    .sharedMethods = nullptr,
-    .sharedMethodCount = 0,
-};
-
 // --- Services -------------------------------------------------------------------------------
 
 ZYNEobject IntegerToVariant(long value) {
@@ -320,13 +292,9 @@ std::span<const ServiceRow> VariantServices() {
 }
 
 const ClassInfo& VariantClass() {
-    static const ClassInfo info{
-        .instanceSize = ReferenceHost::kObjectHeaderSize + static_cast<long>(sizeof(VariantData)),
-        .name = "Variant",
-        .record = &kVariantRecord,
-        .superclass = nullptr,
-        .threeWordMethods = false};
-    return info;
+    static HostOnlyClass variant("Variant", sizeof(VariantData), &DestroyVariant,
+                                 kVariantProperties);
+    return variant.info;
 }
 
 std::optional<PropertyValue> ReadVariantValue(HostState& state, ZYNEobject object,

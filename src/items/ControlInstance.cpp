@@ -2,10 +2,10 @@
 //
 // An instance keeps the guest's record, the guest's data block, its placement and a
 // reference on the definition that loaded the guest. Every call into the guest first
-// points the record's dataOffset at this instance's block (Bind). Prop converts between
-// host variants and the guest's native values by the property's type word, as class
-// instances do, with one difference kept deliberately: a control's getter and setter
-// routines are handed the instance itself, so that they can reach their data with
+// points the record's dataOffset at this instance's block (Bind). Prop reads and assigns
+// properties through the routine class instances use (GuestPropertyRead and
+// GuestPropertyAssign), with one difference kept deliberately: a control's getter and
+// setter routines are handed the instance itself, so that they can reach their data with
 // ZYNEGetControlData. Not here: the services a guest asks about its placement
 // (ControlInstanceServices.cpp) and the GTK calls (core/GtkGlue).
 #include "items/ControlInstance.h"
@@ -17,8 +17,8 @@
 
 #include "bridge/ClassTables.h"
 #include "bridge/PluginDefinition.h"
-#include "core/ByteRoutines.h"
 #include "core/GtkGlue.h"
+#include "items/PluginClassInstance.h"
 
 using zyne::bridge::CountOf;
 using zyne::bridge::Routine;
@@ -52,12 +52,17 @@ const ZYNEcontrolBehaviour* BehaviourOf(const InstanceData* data) {
     return data->control != nullptr ? data->control->behaviour : nullptr;
 }
 
-// Points the guest record's dataOffset at this instance's data block, so that the
-// guest's ZYNEGetControlData(instance, record) finds it. The difference of two unrelated
-// addresses, taken as integers: the guest adds it back the same way.
+// The dataOffset that lets the guest's ZYNEGetControlData(instance, record) find this
+// instance's data block. The difference of two unrelated addresses, taken as integers:
+// the guest adds it back the same way.
+long BoundOffset(ZYNEobject instance, const InstanceData* data) {
+    return static_cast<long>(reinterpret_cast<uintptr_t>(data->guestData) -
+                             reinterpret_cast<uintptr_t>(instance));
+}
+
+// Points the guest record's dataOffset at this instance's data block.
 void Bind(ZYNEobject instance, InstanceData* data) {
-    data->control->dataOffset = static_cast<long>(reinterpret_cast<uintptr_t>(data->guestData) -
-                                                  reinterpret_cast<uintptr_t>(instance));
+    data->control->dataOffset = BoundOffset(instance, data);
 }
 
 void Unlist(ControlPlacement* placement) {
@@ -69,201 +74,32 @@ void Unlist(ControlPlacement* placement) {
     }
 }
 
-// ----- Properties by type word ------------------------------------------------------------
+// ----- Properties -------------------------------------------------------------------------
 
-enum class ValueKind { kUnknown, kInteger, kDouble, kBoolean, kString, kColor };
-
-ValueKind KindOf(const char* type) {
-    if (type == nullptr) return ValueKind::kUnknown;
-    if (ustrcmpi(type, "integer") == 0) return ValueKind::kInteger;
-    if (ustrcmpi(type, "double") == 0) return ValueKind::kDouble;
-    if (ustrcmpi(type, "boolean") == 0) return ValueKind::kBoolean;
-    if (ustrcmpi(type, "string") == 0) return ValueKind::kString;
-    if (ustrcmpi(type, "color") == 0) return ValueKind::kColor;
-    return ValueKind::kUnknown;
-}
-
-size_t FieldSize(ValueKind kind) {
-    switch (kind) {
-        case ValueKind::kDouble:
-            return sizeof(double);
-        case ValueKind::kBoolean:
-            return 1;
-        case ValueKind::kString:
-            return sizeof(ZYNEstring);
-        default:
-            return sizeof(long);
-    }
-}
-
-// A direct field inside the guest's block; null when the record's offset does not leave
-// room for it within the control's data size.
-unsigned char* FieldAt(const InstanceData* data, long param, ValueKind kind) {
-    const long size = data->control->dataSize;
-    if (param < 0 || size < 0 ||
-        static_cast<unsigned long>(param) + FieldSize(kind) > static_cast<unsigned long>(size))
-        return nullptr;
-    return data->guestData + param;
-}
-
-bool SameName(const ZYNEproperty& property, const char* name, unsigned long length) {
-    if (property.name == nullptr || name == nullptr) return false;
-    return ustrcmpi(property.name, static_cast<unsigned>(strlen(property.name)), name,
-                    static_cast<unsigned>(length)) == 0;
-}
-
-template <class T>
-T ReadField(const unsigned char* field) {
-    T value;
-    memcpy(&value, field, sizeof value);
-    return value;
-}
-
-template <class T>
-void WriteField(unsigned char* field, T value) {
-    memcpy(field, &value, sizeof value);
-}
-
-ZYNEobject ReadProperty(ZYNEobject self, InstanceData* data, const ZYNEproperty& property) {
-    if (property.getter == nullptr) return nullptr;
-    const ValueKind kind = KindOf(property.type);
-    if (kind == ValueKind::kUnknown) return nullptr;
-    if (property.getter == ZYNE_DIRECT_FIELD) {
-        const unsigned char* field = FieldAt(data, property.param, kind);
-        if (field == nullptr) return nullptr;
-        switch (kind) {
-            case ValueKind::kInteger:
-                return ZYNENewVariantInteger(ReadField<long>(field));
-            case ValueKind::kDouble:
-                return ZYNENewVariantDouble(ReadField<double>(field));
-            case ValueKind::kBoolean:
-                return ZYNENewVariantBoolean(*field);
-            case ValueKind::kString:  // the field keeps its reference; the variant takes one
-                return ZYNENewVariantString(ReadField<ZYNEstring>(field));
-            case ValueKind::kColor:
-                return ZYNENewVariantColor(ReadField<long>(field));
-            case ValueKind::kUnknown:
-                break;
-        }
-        return nullptr;
-    }
-    Bind(self, data);
-    const long param = property.param;
-    switch (kind) {
-        case ValueKind::kInteger:
-            return ZYNENewVariantInteger(
-                reinterpret_cast<long (*)(ZYNEobject, long)>(property.getter)(self, param));
-        case ValueKind::kDouble:
-            return ZYNENewVariantDouble(
-                reinterpret_cast<double (*)(ZYNEobject, long)>(property.getter)(self, param));
-        case ValueKind::kBoolean:
-            return ZYNENewVariantBoolean(reinterpret_cast<unsigned char (*)(ZYNEobject, long)>(
-                property.getter)(self, param));
-        case ValueKind::kString: {
-            // A getter hands over a reference of its own, given up once wrapped.
-            ZYNEstring text =
-                reinterpret_cast<ZYNEstring (*)(ZYNEobject, long)>(property.getter)(self, param);
-            ZYNEobject variant = ZYNENewVariantString(text);
-            ZYNEUnlockString(text);
-            return variant;
-        }
-        case ValueKind::kColor:
-            return ZYNENewVariantColor(
-                reinterpret_cast<long (*)(ZYNEobject, long)>(property.getter)(self, param));
-        case ValueKind::kUnknown:
-            break;
-    }
-    return nullptr;
-}
-
-// What one assignment did: stored the value, left a property of an unknown type alone, or
-// stopped the walk (no setter, or the variant cannot give the value).
-enum class Assigned { kStored, kSkipped, kStop };
-
-template <class T>
-Assigned Store(ZYNEobject self, InstanceData* data, const ZYNEproperty& property, ValueKind kind,
-               T value) {
-    if (property.setter == ZYNE_DIRECT_FIELD) {
-        unsigned char* field = FieldAt(data, property.param, kind);
-        if (field == nullptr) return Assigned::kSkipped;
-        WriteField<T>(field, value);
-        return Assigned::kStored;
-    }
-    Bind(self, data);
-    reinterpret_cast<void (*)(ZYNEobject, long, T)>(property.setter)(self, property.param, value);
-    return Assigned::kStored;
-}
-
-Assigned AssignProperty(ZYNEobject self, InstanceData* data, const ZYNEproperty& property,
-                        ZYNEobject value) {
-    if (property.setter == nullptr) return Assigned::kStop;
-    const ValueKind kind = KindOf(property.type);
-    switch (kind) {
-        case ValueKind::kInteger:
-        case ValueKind::kColor: {
-            long number = 0;
-            if (!ZYNEGetPropValue(value, "IntegerValue", &number)) return Assigned::kStop;
-            return Store<long>(self, data, property, kind, number);
-        }
-        case ValueKind::kDouble: {
-            double number = 0;
-            if (!ZYNEGetPropValue(value, "DoubleValue", &number)) return Assigned::kStop;
-            return Store<double>(self, data, property, kind, number);
-        }
-        case ValueKind::kBoolean: {
-            unsigned char flag = 0;
-            if (!ZYNEGetPropValue(value, "BooleanValue", &flag)) return Assigned::kStop;
-            return Store<unsigned char>(self, data, property, kind, flag != 0 ? 1 : 0);
-        }
-        case ValueKind::kString: {
-            ZYNEstring text = nullptr;
-            if (!ZYNEGetPropValue(value, "StringValue", &text)) return Assigned::kStop;
-            if (property.setter != ZYNE_DIRECT_FIELD) {
-                Store<ZYNEstring>(self, data, property, kind, text);
-                ZYNEUnlockString(text);
-                return Assigned::kStored;
-            }
-            // The field takes over the reference just read; the one it held goes.
-            unsigned char* field = FieldAt(data, property.param, kind);
-            if (field == nullptr) {
-                ZYNEUnlockString(text);
-                return Assigned::kSkipped;
-            }
-            ZYNEUnlockString(ReadField<ZYNEstring>(field));
-            WriteField<ZYNEstring>(field, text);
-            return Assigned::kStored;
-        }
-        case ValueKind::kUnknown:
-            break;
-    }
-    return Assigned::kSkipped;
+// The properties of a live instance; a list of none for anything else. The guest's
+// routines get the instance itself and the record is bound to it before each call.
+GuestProperties PropertiesOf(ZYNEobject self) {
+    InstanceData* data = LiveDataOf(self);
+    if (data == nullptr) return {};
+    ZYNEcontrol* control = data->control;
+    return {.list = control->properties,
+            .count = control->propertyCount,
+            .data = data->guestData,
+            .dataSize = control->dataSize > 0 ? static_cast<unsigned long>(control->dataSize) : 0,
+            .routineArgument = self,
+            .dataOffset = &control->dataOffset,
+            .dataOffsetValue = BoundOffset(self, data),
+            .booleansAsBit = true};
 }
 
 ZYNEobject GetProperty(ZYNEobject self, const char* name, unsigned long length) {
-    InstanceData* data = LiveDataOf(self);
-    if (data == nullptr || data->control->properties == nullptr) return nullptr;
-    const ZYNEcontrol* control = data->control;
-    for (long i = 0; i < control->propertyCount; ++i) {
-        const ZYNEproperty& property = control->properties[i];
-        if (SameName(property, name, length)) return ReadProperty(self, data, property);
-    }
-    return nullptr;
+    if (name == nullptr) return nullptr;
+    return GuestPropertyRead(PropertiesOf(self), name, length);
 }
 
 bool SetProperty(ZYNEobject self, const char* name, unsigned long length, ZYNEobject value) {
-    InstanceData* data = LiveDataOf(self);
-    if (data == nullptr || data->control->properties == nullptr) return false;
-    const ZYNEcontrol* control = data->control;
-    bool stored = false;
-    // As for class instances: every property of the name is assigned, not only the first.
-    for (long i = 0; i < control->propertyCount; ++i) {
-        const ZYNEproperty& property = control->properties[i];
-        if (!SameName(property, name, length)) continue;
-        const Assigned result = AssignProperty(self, data, property, value);
-        if (result == Assigned::kStop) break;
-        if (result == Assigned::kStored) stored = true;
-    }
-    return stored;
+    if (name == nullptr) return false;
+    return GuestPropertyAssign(PropertiesOf(self), name, length, value);
 }
 
 // ----- The host class "PluginControlInstance" ---------------------------------------------

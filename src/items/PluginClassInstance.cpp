@@ -63,20 +63,17 @@ size_t FieldSize(ValueKind kind) {
     }
 }
 
-// The field of a direct-field property inside the guest's area; null when it does not
+// The field of a direct-field property inside the guest's data; null when it does not
 // fit there (the offset comes from the guest's record).
-unsigned char* FieldAt(InstanceData* data, long param, ValueKind kind) {
-    const size_t size = FieldSize(kind);
-    if (param < 0 || static_cast<unsigned long>(param) + size > sizeof data->guestData)
+unsigned char* FieldAt(const GuestProperties& target, long param, ValueKind kind) {
+    if (param < 0 || static_cast<unsigned long>(param) + FieldSize(kind) > target.dataSize)
         return nullptr;
-    return data->guestData + param;
+    return target.data + param;
 }
 
-bool NameMatches(const ZYNEproperty& property, ZYNEstring propertyName) {
+bool NameMatches(const ZYNEproperty& property, const char* name, unsigned long length) {
     if (property.name == nullptr) return false;
-    unsigned long length = 0;
-    const char* wanted = ZYNEGetStringContents(propertyName, &length);
-    return ustrcmpi(property.name, static_cast<unsigned>(strlen(property.name)), wanted,
+    return ustrcmpi(property.name, static_cast<unsigned>(strlen(property.name)), name,
                     static_cast<unsigned>(length)) == 0;
 }
 
@@ -92,16 +89,26 @@ void WriteField(unsigned char* field, T value) {
     memcpy(field, &value, sizeof value);
 }
 
+// Readies the guest's record for a call into one of its routines.
+void Bind(const GuestProperties& target) {
+    if (target.dataOffset != nullptr) *target.dataOffset = target.dataOffsetValue;
+}
+
+template <class T>
+T CallGetter(const GuestProperties& target, const ZYNEproperty& property) {
+    Bind(target);
+    return reinterpret_cast<T (*)(void*, long)>(property.getter)(target.routineArgument,
+                                                                 property.param);
+}
+
 // Reads one property into a new variant; nil when it cannot be read.
-ZYNEobject ReadProperty(InstanceData* data, const ZYNEproperty& property) {
+ZYNEobject ReadProperty(const GuestProperties& target, const ZYNEproperty& property) {
     if (property.getter == nullptr) return nullptr;
     const ValueKind kind = KindOf(property.type);
     if (kind == ValueKind::kUnknown) return nullptr;
-    void* area = data->guestData;
-    const long param = property.param;
 
     if (property.getter == ZYNE_DIRECT_FIELD) {
-        const unsigned char* field = FieldAt(data, param, kind);
+        const unsigned char* field = FieldAt(target, property.param, kind);
         if (field == nullptr) return nullptr;
         switch (kind) {
             case ValueKind::kInteger:
@@ -123,45 +130,48 @@ ZYNEobject ReadProperty(InstanceData* data, const ZYNEproperty& property) {
 
     switch (kind) {
         case ValueKind::kInteger:
-            return ZYNENewVariantInteger(
-                reinterpret_cast<long (*)(void*, long)>(property.getter)(area, param));
+            return ZYNENewVariantInteger(CallGetter<long>(target, property));
         case ValueKind::kDouble:
-            return ZYNENewVariantDouble(
-                reinterpret_cast<double (*)(void*, long)>(property.getter)(area, param));
+            return ZYNENewVariantDouble(CallGetter<double>(target, property));
         case ValueKind::kBoolean:
-            return ZYNENewVariantBoolean(
-                reinterpret_cast<unsigned char (*)(void*, long)>(property.getter)(area, param));
+            return ZYNENewVariantBoolean(CallGetter<unsigned char>(target, property));
         case ValueKind::kString: {
             // A getter hands over a reference of its own, given up once wrapped.
-            ZYNEstring text =
-                reinterpret_cast<ZYNEstring (*)(void*, long)>(property.getter)(area, param);
+            ZYNEstring text = CallGetter<ZYNEstring>(target, property);
             ZYNEobject variant = ZYNENewVariantString(text);
             ZYNEUnlockString(text);
             return variant;
         }
         case ValueKind::kColor:
-            return ZYNENewVariantColor(
-                reinterpret_cast<long (*)(void*, long)>(property.getter)(area, param));
+            return ZYNENewVariantColor(CallGetter<long>(target, property));
         case ValueKind::kUnknown:
             break;
     }
     return nullptr;
 }
 
-// What one assignment did: go on with the next property of the name, or stop the walk.
-enum class Assigned { kContinue, kStop };
+// What one assignment did: stored the value, left the property alone (a type Prop does
+// not know, or a field outside the data), or stopped the walk (no setter, or the variant
+// cannot give the value).
+enum class Assigned { kStored, kSkipped, kStop };
 
 template <class T>
-void Store(InstanceData* data, const ZYNEproperty& property, ValueKind kind, T value) {
+Assigned Store(const GuestProperties& target, const ZYNEproperty& property, ValueKind kind,
+               T value) {
     if (property.setter == ZYNE_DIRECT_FIELD) {
-        if (unsigned char* field = FieldAt(data, property.param, kind)) WriteField<T>(field, value);
-        return;
+        unsigned char* field = FieldAt(target, property.param, kind);
+        if (field == nullptr) return Assigned::kSkipped;
+        WriteField<T>(field, value);
+        return Assigned::kStored;
     }
-    reinterpret_cast<void (*)(void*, long, T)>(property.setter)(data->guestData, property.param,
-                                                                value);
+    Bind(target);
+    reinterpret_cast<void (*)(void*, long, T)>(property.setter)(target.routineArgument,
+                                                                property.param, value);
+    return Assigned::kStored;
 }
 
-Assigned AssignProperty(InstanceData* data, const ZYNEproperty& property, ZYNEobject value) {
+Assigned AssignProperty(const GuestProperties& target, const ZYNEproperty& property,
+                        ZYNEobject value) {
     if (property.setter == nullptr) return Assigned::kStop;
     const ValueKind kind = KindOf(property.type);
     switch (kind) {
@@ -169,70 +179,68 @@ Assigned AssignProperty(InstanceData* data, const ZYNEproperty& property, ZYNEob
         case ValueKind::kColor: {
             long number = 0;
             if (!ZYNEGetPropValue(value, "IntegerValue", &number)) return Assigned::kStop;
-            Store<long>(data, property, kind, number);
-            return Assigned::kContinue;
+            return Store<long>(target, property, kind, number);
         }
         case ValueKind::kDouble: {
             double number = 0;
             if (!ZYNEGetPropValue(value, "DoubleValue", &number)) return Assigned::kStop;
-            Store<double>(data, property, kind, number);
-            return Assigned::kContinue;
+            return Store<double>(target, property, kind, number);
         }
         case ValueKind::kBoolean: {
             unsigned char flag = 0;
             if (!ZYNEGetPropValue(value, "BooleanValue", &flag)) return Assigned::kStop;
-            Store<unsigned char>(data, property, kind, flag);
-            return Assigned::kContinue;
+            if (target.booleansAsBit) flag = flag != 0 ? 1 : 0;
+            return Store<unsigned char>(target, property, kind, flag);
         }
         case ValueKind::kString: {
             ZYNEstring text = nullptr;
             if (!ZYNEGetPropValue(value, "StringValue", &text)) return Assigned::kStop;
             if (property.setter != ZYNE_DIRECT_FIELD) {
-                Store<ZYNEstring>(data, property, kind, text);
+                Store<ZYNEstring>(target, property, kind, text);
                 ZYNEUnlockString(text);
-                return Assigned::kContinue;
+                return Assigned::kStored;
             }
             // The field takes over the reference just read; the one it held goes.
-            unsigned char* field = FieldAt(data, property.param, kind);
+            unsigned char* field = FieldAt(target, property.param, kind);
             if (field == nullptr) {
                 ZYNEUnlockString(text);
-                return Assigned::kContinue;
+                return Assigned::kSkipped;
             }
             ZYNEUnlockString(ReadField<ZYNEstring>(field));
             WriteField<ZYNEstring>(field, text);
-            return Assigned::kContinue;
+            return Assigned::kStored;
         }
         case ValueKind::kUnknown:
             break;
     }
-    return Assigned::kContinue;  // a type Prop does not know is left alone
+    return Assigned::kSkipped;
+}
+
+// The properties of a live instance with a guest record; a list of none otherwise.
+GuestProperties PropertiesOf(ZYNEobject self) {
+    InstanceData* data = DataOf(self);
+    if (data == nullptr || data->guestClass == nullptr) return {};
+    const ZYNEclassDefinition* guest = data->guestClass;
+    // The guest's routines are handed its data area, not the host object.
+    return {.list = guest->properties,
+            .count = guest->propertyCount,
+            .data = data->guestData,
+            .dataSize = sizeof data->guestData,
+            .routineArgument = data->guestData};
 }
 
 // ----- The host class "PluginClassInstance" -----------------------------------------------
 
 ZYNEobject PropGetter(ZYNEobject self, ZYNEstring propertyName) {
-    InstanceData* data = DataOf(self);
-    if (data == nullptr || data->guestClass == nullptr) return nullptr;
-    const ZYNEclassDefinition* guest = data->guestClass;
-    if (guest->properties == nullptr) return nullptr;
-    for (long i = 0; i < guest->propertyCount; ++i) {
-        const ZYNEproperty& property = guest->properties[i];
-        if (NameMatches(property, propertyName)) return ReadProperty(data, property);
-    }
-    return nullptr;
+    unsigned long length = 0;
+    const char* name = ZYNEGetStringContents(propertyName, &length);
+    return GuestPropertyRead(PropertiesOf(self), name, length);
 }
 
 void PropSetter(ZYNEobject self, ZYNEstring propertyName, ZYNEobject value) {
-    InstanceData* data = DataOf(self);
-    if (data == nullptr || data->guestClass == nullptr) return;
-    const ZYNEclassDefinition* guest = data->guestClass;
-    if (guest->properties == nullptr) return;
-    // Deliberate: every property of the name is assigned, not only the first.
-    for (long i = 0; i < guest->propertyCount; ++i) {
-        const ZYNEproperty& property = guest->properties[i];
-        if (!NameMatches(property, propertyName)) continue;
-        if (AssignProperty(data, property, value) == Assigned::kStop) return;
-    }
+    unsigned long length = 0;
+    const char* name = ZYNEGetStringContents(propertyName, &length);
+    GuestPropertyAssign(PropertiesOf(self), name, length, value);
 }
 
 ZYNEmethodDefinition PluginClassInstanceMethods[] = {
@@ -304,4 +312,29 @@ ZYNEclassDefinition* PluginClassInstanceGuestClass(ZYNEobject instance) {
 void* PluginClassInstanceGuestData(ZYNEobject instance) {
     InstanceData* data = DataOf(instance);
     return data != nullptr ? data->guestData : nullptr;
+}
+
+ZYNEobject GuestPropertyRead(const GuestProperties& target, const char* name,
+                             unsigned long length) {
+    if (target.list == nullptr) return nullptr;
+    for (long i = 0; i < target.count; ++i) {
+        const ZYNEproperty& property = target.list[i];
+        if (NameMatches(property, name, length)) return ReadProperty(target, property);
+    }
+    return nullptr;
+}
+
+bool GuestPropertyAssign(const GuestProperties& target, const char* name, unsigned long length,
+                         ZYNEobject value) {
+    if (target.list == nullptr) return false;
+    bool stored = false;
+    // Deliberate: every property of the name is assigned, not only the first.
+    for (long i = 0; i < target.count; ++i) {
+        const ZYNEproperty& property = target.list[i];
+        if (!NameMatches(property, name, length)) continue;
+        const Assigned result = AssignProperty(target, property, value);
+        if (result == Assigned::kStop) break;
+        if (result == Assigned::kStored) stored = true;
+    }
+    return stored;
 }

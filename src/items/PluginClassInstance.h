@@ -33,6 +33,31 @@ ZYNEclassDefinition* PluginClassInstanceGuestClass(ZYNEobject instance);
 /// lives (`instance` must be a "PluginClassInstance" object); nil for a nil object.
 void* PluginClassInstanceGuestData(ZYNEobject instance);
 
+/// A guest's property list and the one instance whose values it reads and assigns: what
+/// the "Prop" method of class and control instances works on. A default one lists nothing.
+struct GuestProperties {
+    const ZYNEproperty* list = nullptr;  ///< the guest's records, owned by the guest; may be null
+    long count = 0;                      ///< records in `list`
+    unsigned char* data = nullptr;       ///< the instance's guest data, where direct fields live
+    unsigned long dataSize = 0;          ///< bytes at `data`; a field past them is never touched
+    void* routineArgument = nullptr;     ///< first argument of the getter and setter routines
+    long* dataOffset = nullptr;          ///< when set, given `dataOffsetValue` before each
+    long dataOffsetValue = 0;            ///< call of a getter or setter routine
+    bool booleansAsBit = false;          ///< store an assigned boolean as exactly 0 or 1
+};
+
+/// The first property named `name` (`length` bytes, any case) as a new variant the caller
+/// owns; nil for no such property, no getter, a type other than integer, double, boolean,
+/// string or color, or a direct field outside the data.
+ZYNEobject GuestPropertyRead(const GuestProperties& target, const char* name,
+                             unsigned long length);
+
+/// Assigns `value` to every property named `name`, in order, stopping at one with no
+/// setter or whose type the variant cannot give; properties of other types and fields
+/// outside the data are left alone. True when at least one value was stored.
+bool GuestPropertyAssign(const GuestProperties& target, const char* name, unsigned long length,
+                         ZYNEobject value);
+
 /// The host-visible class "PluginClassInstance": version 9, one word plus 4096 bytes of
 /// data, no constructor or destructor, one method with getter and setter.
 extern ZYNEclassDefinition PluginClassInstanceClassDefinition;

@@ -341,61 +341,27 @@ void Date::SetFields(long year, long month, long day, long hour, long minute, lo
     mSeconds = MomentOf(year, month, day, hour, minute, second, 0.0);
 }
 
-void Date::SetYear(long year) {
-    Fields f = GetFields();
-    f.year = year;
-    Apply(f);
-}
-
-void Date::SetMonth(long month) {
-    Fields f = GetFields();
-    f.month = month;
-    Apply(f);
-}
-
-void Date::SetDay(long day) {
-    Fields f = GetFields();
-    f.day = day;
-    Apply(f);
-}
-
-void Date::SetHour(long hour) {
-    Fields f = GetFields();
-    f.hour = hour;
-    Apply(f);
-}
-
-void Date::SetMinute(long minute) {
-    Fields f = GetFields();
-    f.minute = minute;
-    Apply(f);
-}
-
-void Date::SetSecond(long second) {
-    Fields f = GetFields();
-    f.second = second;
-    Apply(f);
-}
+// The one-field setters and adders: the field changes in the date's zone, and a value out
+// of its range carries over as SetFields says.
+#define CHANGE_FIELD(Method, field, op) \
+    void Date::Method(long value) {     \
+        Fields f = GetFields();         \
+        f.field op value;               \
+        Apply(f);                       \
+    }
+CHANGE_FIELD(SetYear, year, =)
+CHANGE_FIELD(SetMonth, month, =)
+CHANGE_FIELD(SetDay, day, =)
+CHANGE_FIELD(SetHour, hour, =)
+CHANGE_FIELD(SetMinute, minute, =)
+CHANGE_FIELD(SetSecond, second, =)
 
 // --- Arithmetic ----------------------------------------------------------------------------
 
-void Date::AddYears(long years) {
-    Fields f = GetFields();
-    f.year += years;
-    Apply(f);
-}
-
-void Date::AddMonths(long months) {
-    Fields f = GetFields();
-    f.month += months;
-    Apply(f);
-}
-
-void Date::AddDays(long days) {
-    Fields f = GetFields();
-    f.day += days;
-    Apply(f);
-}
+CHANGE_FIELD(AddYears, year, +=)
+CHANGE_FIELD(AddMonths, month, +=)
+CHANGE_FIELD(AddDays, day, +=)
+#undef CHANGE_FIELD
 
 void Date::AddMonthsClamped(long months) {
     Fields f = GetFields();

@@ -8,13 +8,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <ftw.h>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "../support/TempHome.h"
 #include "BridgeProbe.h"
 #include "ReferenceHost.h"
 
@@ -57,30 +57,6 @@ const Probe& TheProbe() {
 }
 
 // ----- Disk helpers -----------------------------------------------------------------------
-
-int RemoveOne(const char* path, const struct stat*, int, FTW*) {
-    remove(path);
-    return 0;
-}
-
-class TempFolder {
-public:
-    TempFolder() {
-        char pattern[] = "/tmp/BridgeTest.XXXXXX";
-        const char* made = mkdtemp(pattern);
-        path_ = made != nullptr ? made : "";
-    }
-    ~TempFolder() {
-        if (!path_.empty()) nftw(path_.c_str(), RemoveOne, 16, FTW_PHYS | FTW_DEPTH);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& Path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
 
 bool Exists(const std::string& path) {
     struct stat info;
@@ -135,21 +111,8 @@ private:
 
 class BridgeTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const char* home = std::getenv("HOME");
-        if (home != nullptr) savedHome_ = home;
-        hadHome_ = home != nullptr;
-        setenv("HOME", home_.Path().c_str(), 1);
-        ASSERT_TRUE(host_.Load()) << host_.Error();
-    }
-    void TearDown() override {
-        EXPECT_TRUE(host_.Faults().empty()) << host_.Faults().front();
-        if (hadHome_) {
-            setenv("HOME", savedHome_.c_str(), 1);
-        } else {
-            unsetenv("HOME");
-        }
-    }
+    void SetUp() override { ASSERT_TRUE(host_.Load()) << host_.Error(); }
+    void TearDown() override { EXPECT_TRUE(host_.Faults().empty()) << host_.Faults().front(); }
 
     ZYNEobject NewBridge() {
         ZYNEobject bridge = host_.NewInstance("PluginBridge");
@@ -175,12 +138,15 @@ protected:
         return text;
     }
 
-    TempFolder home_;
-    ReferenceHost host_;
+    // A temporary data folder to sweep, inside the private home.
+    std::string DataFolder() {
+        const std::string data = home_ / "sweep";
+        EXPECT_EQ(mkdir(data.c_str(), 0777), 0) << data;
+        return data;
+    }
 
-private:
-    std::string savedHome_;
-    bool hadHome_ = false;
+    testsupport::PrivateHome home_;  // outlives the host, whose bridge sweeps its folder
+    ReferenceHost host_;
 };
 
 // ----- Registration -----------------------------------------------------------------------
@@ -343,8 +309,7 @@ TEST_F(BridgeTest, GetPluginDefinitionOutOfRangeIsNil) {
 }
 
 TEST_F(BridgeTest, DefinitionObjectsShareOneRecordFreedOnce) {
-    TempFolder files;
-    const std::string library = files / "libshared.so";
+    const std::string library = home_ / "libshared.so";
     WriteFile(library, "bytes");
     ZYNEobject bridge = NewBridge();
     void* record = TheProbe().newDefinition(0);
@@ -469,7 +434,6 @@ TEST_F(BridgeTest, ItemGettersAnswerNilPastTheCount) {
 }
 
 TEST_F(BridgeTest, UniqueIDForEachSource) {
-    TempFolder files;
     const struct {
         const char* container;  // null: none
         unsigned linuxIndex;
@@ -484,9 +448,9 @@ TEST_F(BridgeTest, UniqueIDForEachSource) {
     for (const auto& row : rows) {
         void* record = TheProbe().newDefinition(0);
         if (row.library != nullptr)
-            TheProbe().setLibraryFile(record, (files / row.library).c_str(), 0, false);
+            TheProbe().setLibraryFile(record, (home_ / row.library).c_str(), 0, false);
         if (row.container != nullptr)
-            TheProbe().setContainerFile(record, (files / row.container).c_str(), row.linuxIndex);
+            TheProbe().setContainerFile(record, (home_ / row.container).c_str(), row.linuxIndex);
         ZYNEobject definition = DefinitionObject(record);
         EXPECT_EQ(TextOf(host_.Get<ZYNEstring>(definition, "ID")), row.expected);
         host_.Unlock(definition);
@@ -494,19 +458,15 @@ TEST_F(BridgeTest, UniqueIDForEachSource) {
 }
 
 TEST_F(BridgeTest, LibraryOfABareLibrary) {
-    TempFolder files;
-    const std::string path = files / "libbare.so";
-    WriteFile(path, std::string("\x7F"
-                                "ELF\0rest",
-                                8));
+    const std::string path = home_ / "libbare.so";
+    const std::string bytes("\177ELF\0rest", 8);
+    WriteFile(path, bytes);
     // Linux and Mach-O flags only: Universal is not set.
     void* record = TheProbe().newDefinition((1U << 2) | (1U << 3));
     TheProbe().setLibraryFile(record, path.c_str(), 0, false);
     ZYNEobject definition = DefinitionObject(record);
 
-    EXPECT_EQ(TextOf(host_.Call<ZYNEstring>(definition, "GetLibrary", 4L)), std::string("\x7F"
-                                                                                        "ELF\0rest",
-                                                                                        8));
+    EXPECT_EQ(TextOf(host_.Call<ZYNEstring>(definition, "GetLibrary", 4L)), bytes);
     EXPECT_EQ(TextOf(host_.Call<ZYNEstring>(definition, "GetLibraryName", 4L)), "libbare.so");
     for (long target : {0L, 1L, 2L, 5L, 7L, -1L}) {
         EXPECT_EQ(host_.Call<ZYNEstring>(definition, "GetLibrary", target), nullptr) << target;
@@ -555,9 +515,7 @@ TEST_F(BridgeTest, SetDefaultFontAndSizeHoldsOnlyTheLatestFont) {
 // ----- Sweep of the temporary data folder -------------------------------------------------
 
 TEST_F(BridgeTest, SweepRemovesFreeFilesAndEmptiedFolders) {
-    TempFolder root;
-    const std::string data = root / ".tmpZQData";
-    ASSERT_EQ(mkdir(data.c_str(), 0777), 0);
+    const std::string data = DataFolder();
     ASSERT_EQ(mkdir((data + "/sub").c_str(), 0777), 0);
     for (const char* name : {"0lib.so", "1lib.so", "sub/0other.so"})
         WriteFile(data + "/" + name, "x");
@@ -566,9 +524,7 @@ TEST_F(BridgeTest, SweepRemovesFreeFilesAndEmptiedFolders) {
 }
 
 TEST_F(BridgeTest, SweepLeavesAFileLockedByAnotherProcessAndItsFolders) {
-    TempFolder root;
-    const std::string data = root / ".tmpZQData";
-    ASSERT_EQ(mkdir(data.c_str(), 0777), 0);
+    const std::string data = DataFolder();
     ASSERT_EQ(mkdir((data + "/sub").c_str(), 0777), 0);
     const std::string locked = data + "/sub/0lib.so";
     WriteFile(locked, "x");
@@ -586,9 +542,7 @@ TEST_F(BridgeTest, SweepLeavesAFileLockedByAnotherProcessAndItsFolders) {
 }
 
 TEST_F(BridgeTest, SweepStopsAtALockedFileAlwaysFetchingIndexZero) {
-    TempFolder root;
-    const std::string data = root / ".tmpZQData";
-    ASSERT_EQ(mkdir(data.c_str(), 0777), 0);
+    const std::string data = DataFolder();
     for (const char* name : {"a.so", "b.so", "c.so"}) WriteFile(data + "/" + name, "x");
     // Whichever child the folder lists first is the one locked: every later fetch of
     // index 0 meets it again, so nothing behind it is reached in this sweep.

@@ -19,11 +19,13 @@
 
 #include <gtest/gtest.h>
 
+#include "../support/TempHome.h"
 #include "BridgeProbe.h"
 #include "ReferenceHost.h"
 
 namespace {
 
+using testsupport::TempFolder;
 using zyne::host::ReferenceHost;
 
 // ----- Probe ------------------------------------------------------------------------------
@@ -69,21 +71,6 @@ constexpr unsigned kMachOOnly = 1U << 3;
 constexpr unsigned kWin32Only = 1U << 5;
 
 // ----- Disk and tool helpers --------------------------------------------------------------
-
-// A private folder, removed with everything in it.
-class TempFolder {
-public:
-    TempFolder() {
-        char pattern[] = "/tmp/DefinitionTest.XXXXXX";
-        path_ = mkdtemp(pattern) != nullptr ? pattern : "";
-    }
-    ~TempFolder() { std::filesystem::remove_all(path_); }
-    const std::string& Path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
 
 // Writes `bytes` at `path`, making the folders on the way.
 void WriteFile(const std::string& path, const std::string& bytes) {
@@ -142,7 +129,6 @@ std::string SolidBmp(int width, unsigned rgb = 0x808080) {
 class DefinitionTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        setenv("HOME", home_.Path().c_str(), 1);  // nothing here may touch the real home
         ASSERT_TRUE(host_.Load()) << host_.Error();
         Probe<void (*)(void*)>("ProbeUseResolver")(
             reinterpret_cast<void*>(ReferenceHost::Resolver()));
@@ -188,7 +174,7 @@ protected:
         return kept ? kept->width : -1;
     }
 
-    TempFolder home_;
+    testsupport::PrivateHome home_;  // nothing here may touch the real home
     TempFolder files_;
     ReferenceHost host_;
 };
@@ -371,11 +357,8 @@ TEST_F(DefinitionTest, IconPixelsReachTheHostTopRowFirst) {
     std::string bmp = SolidBmp(1, 0x0000FF);
     bmp.append(std::string("\0\0\xFF\0", 4));  // the top row: red
     bmp[22] = 2;
-    const std::string container =
-        MakeContainer(files_, "Pixels.zqx",
-                      {
-                          {"Fam/IDE Resources/Controls Palette/1-small.bmp", bmp},
-                      });
+    const std::string container = MakeContainer(
+        files_, "Pixels.zqx", {{"Fam/IDE Resources/Controls Palette/1-small.bmp", bmp}});
     void* record = ContainerRecord(0, container, 0);
     ZYNEcontrol control{};
     control.toolbarPicture = 1;
@@ -392,11 +375,8 @@ TEST_F(DefinitionTest, IconPixelsReachTheHostTopRowFirst) {
 }
 
 TEST_F(DefinitionTest, OnlyContainerRecordsWithAControlHaveIcons) {
-    const std::string container =
-        MakeContainer(files_, "Bare.zqx",
-                      {
-                          {"Fam/IDE Resources/Controls Palette/1-small.bmp", SolidBmp(1)},
-                      });
+    const std::string container = MakeContainer(
+        files_, "Bare.zqx", {{"Fam/IDE Resources/Controls Palette/1-small.bmp", SolidBmp(1)}});
     // A bare library's record, even one that names a container, has no icons.
     void* bare = NewRecord(kAllTargets);
     SetContainerFile(bare, container, 0);
@@ -423,23 +403,19 @@ ZYNEclassDefinition ClassRecord(const char* name, const char* superName, long da
 }
 
 TEST_F(DefinitionTest, PluginClassChainsAddEveryDeclaredSize) {
-    // Records and owners live for the process: the probe's class-owner map only grows.
     static ZYNEclassDefinition classes[] = {
         ClassRecord("DefsBase", nullptr, 12), ClassRecord("DefsMid", "DefsBase", 8),
         ClassRecord("DefsLeaf", "DefsMid", 4), ClassRecord("DefsLoop", "DefsLoop", 1)};
-    static const bool owned = [] {
-        void* record = NewRecord(0);
-        for (ZYNEclassDefinition& c : classes) AddClass(record, &c);
-        Probe<void (*)(const char*, void*)>("ProbeOwnClass")("DefsGhost", record);  // no class
-        return true;
-    }();
-    ASSERT_TRUE(owned);
+    void* record = NewRecord(0);
+    for (ZYNEclassDefinition& c : classes) AddClass(record, &c);
+    Probe<void (*)(const char*, void*)>("ProbeOwnClass")("DefsGhost", record);  // no class
     const struct {
         const char* name;
         long size;
     } rows[] = {{"DefsBase", 12}, {"DefsMid", 20}, {"DefsLeaf", 24}, {"defsleaf", 24},
                 {"DefsGhost", 0}, {"", 0},         {nullptr, 0},     {"DefsLoop", 64}};
     for (const auto& row : rows) EXPECT_EQ(ClassDataSize(row.name), row.size) << row.name;
+    Probe<void (*)(void*)>("ProbeReleaseDefinition")(record);
 }
 
 TEST_F(DefinitionTest, ClassesOfADestroyedRecordHaveNoSize) {
@@ -459,12 +435,13 @@ TEST_F(DefinitionTest, HostClassSizeIsItsInstanceSizeLessTheHeader) {
         host_.InstanceSize("DefsHostThing"))
         GTEST_SKIP() << "this reference host does not keep the instance size first";
     static ZYNEclassDefinition sub = ClassRecord("DefsOnHost", "DefsHostThing", 8);
-    static const bool owned = (AddClass(NewRecord(0), &sub), true);
-    ASSERT_TRUE(owned);
+    void* record = NewRecord(0);
+    AddClass(record, &sub);
     EXPECT_EQ(ClassDataSize("DefsHostThing"), 20);
     EXPECT_EQ(ClassDataSize("DefsOnHost"), 28);
     EXPECT_EQ(ClassDataSize("DefsNoSuchClass"), 0);
     EXPECT_EQ(host_.LiveObjects(), 0U) << "the instance made to measure is released";
+    Probe<void (*)(void*)>("ProbeReleaseDefinition")(record);
 }
 
 }  // namespace

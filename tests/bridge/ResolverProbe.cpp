@@ -61,82 +61,52 @@ PROBE_API void ResolverProbeEndLoad() {
 /// Entries of the record's list `which`, in record order (classes 0 ... connections 11).
 PROBE_API long ResolverProbeCount(const void* opaque, int which) {
     const auto* r = static_cast<const PluginDefinition*>(opaque);
+    // clang-format off
     switch (which) {
-        case 0:
-            return r->classes.Count();
-        case 1:
-            return r->controls.Count();
-        case 2:
-            return r->interfaces.Count();
-        case 3:
-            return r->methods.Count();
-        case 4:
-            return r->structures.Count();
-        case 5:
-            return r->enums.Count();
-        case 6:
-            return r->modules.Count();
-        case 7:
-            return r->classExtensions.Count();
-        case 8:
-            return r->databaseEngines.Count();
-        case 9:
-            return r->dataSourceInterfaces.Count();
-        case 10:
-            return r->dataSources.Count();
-        case 11:
-            return r->databaseConnections.Count();
-        default:
-            return -1;
+        case 0: return r->classes.Count();
+        case 1: return r->controls.Count();
+        case 2: return r->interfaces.Count();
+        case 3: return r->methods.Count();
+        case 4: return r->structures.Count();
+        case 5: return r->enums.Count();
+        case 6: return r->modules.Count();
+        case 7: return r->classExtensions.Count();
+        case 8: return r->databaseEngines.Count();
+        case 9: return r->dataSourceInterfaces.Count();
+        case 10: return r->dataSources.Count();
+        case 11: return r->databaseConnections.Count();
+        default: return -1;
     }
+    // clang-format on
 }
 
 /// The item at `index` of list `which` (for the pair lists: the pair's two words).
 PROBE_API void ResolverProbeItem(void* opaque, int which, long index, void** first, void** second) {
     auto* r = static_cast<PluginDefinition*>(opaque);
     *first = *second = nullptr;
-    switch (which) {
-        case 0:
-            *first = r->GetClass(index);
-            break;
-        case 1:
-            *first = r->GetControl(index);
-            break;
-        case 2:
-            *first = r->GetInterface(index);
-            break;
-        case 3:
-            *first = r->GetMethod(index);
-            break;
-        case 4:
-            *first = r->GetStructure(index);
-            break;
-        case 5:
-            *first = r->GetEnum(index);
-            break;
-        case 6:
-            *first = r->GetModule(index);
-            break;
-        case 7:
-            *first = r->GetClassExtension(index);
-            break;
-        case 8:
-            *first = r->GetDatabaseEngine(index);
-            break;
-        case 9:
-        case 10:
-            if (PluginDefinitionPair* pair =
-                    which == 9 ? r->GetDataSourceInterface(index) : r->GetDataSource(index)) {
-                *first = reinterpret_cast<void*>(pair->first);
-                *second = reinterpret_cast<void*>(pair->second);
-            }
-            break;
-        case 11:
-            *first = r->GetDatabaseConnection(index);
-            break;
-        default:
-            break;
+    if (which == 9 || which == 10) {
+        if (PluginDefinitionPair* pair =
+                which == 9 ? r->GetDataSourceInterface(index) : r->GetDataSource(index)) {
+            *first = reinterpret_cast<void*>(pair->first);
+            *second = reinterpret_cast<void*>(pair->second);
+        }
+        return;
     }
+    // clang-format off
+    switch (which) {
+        case 0: *first = r->GetClass(index); break;
+        case 1: *first = r->GetControl(index); break;
+        case 2: *first = r->GetInterface(index); break;
+        case 3: *first = r->GetMethod(index); break;
+        case 4: *first = r->GetStructure(index); break;
+        case 5: *first = r->GetEnum(index); break;
+        case 6: *first = r->GetModule(index); break;
+        case 7: *first = r->GetClassExtension(index); break;
+        case 8: *first = r->GetDatabaseEngine(index); break;
+        case 11: *first = r->GetDatabaseConnection(index); break;
+        default: break;
+    }
+    // clang-format on
 }
 
 /// The record that registered class `name`, or null.
@@ -157,10 +127,6 @@ PROBE_API long ResolverProbeDependencyCount() {
 PROBE_API ZYNEstring ResolverProbeDependency(long index) {
     if (gBridge == nullptr || index < 0 || index >= gBridge->DependencyCount()) return nullptr;
     return gBridge->dependencies[index];
-}
-
-PROBE_API void ResolverProbeInstallDelegate(ZYNEobject delegate) {
-    InstallDialogDelegate(delegate);
 }
 
 PROBE_API void* ResolverProbeLastEngine() {

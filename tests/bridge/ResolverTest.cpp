@@ -1,6 +1,7 @@
 // ResolverTest.cpp - the resolver the bridge hands to guests: its table of answers, the
 // registration captures, class references and design-time instances, the property and
-// method services, the database dialog delegate and the control placeholders.
+// method services, database conversion and the control placeholders. The database dialog
+// delegate is DatabaseSurfaceTest's, through a real guest.
 //
 // Unit tests drive a fresh copy of the bridge per test (the resolver probe, built from
 // the static objects and unloaded afterwards) against the reference host, without loading
@@ -10,16 +11,17 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <ftw.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "../support/TempHome.h"
 #include "ReferenceHost.h"
 
 namespace {
@@ -44,7 +46,6 @@ struct Probe {
     void (*forgetOwner)(const void*);
     long (*dependencyCount)();
     ZYNEstring (*dependency)(long);
-    void (*installDelegate)(ZYNEobject);
     void* (*lastEngine)();
     void* (*guestClass)(ZYNEobject);
     void* (*guestData)(ZYNEobject);
@@ -148,76 +149,27 @@ struct FooRecords {
     }
 };
 
-// ----- Database delegate fakes ----------------------------------------------------------------
-
-struct DelegateCalls {
-    std::vector<std::string> log;
-    ZYNEobject window = nullptr;                     // what CreateDialog answers
-    ZYNEstring answer = nullptr;                     // what ShowDialog answers
-    std::map<ZYNEobject, std::vector<char>> blocks;  // memory blocks the fake host made
-    std::vector<char> received;                      // the bytes AddDatasource found in its block
-    std::string displayName, sourceName;
-    unsigned long displayTag = 0, sourceTag = 0;
-};
-DelegateCalls* gDelegate = nullptr;
-
-std::string Ptr(const void* p) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%p", p);
-    return text;
-}
-
-ZYNEobject DelegateCreate(ZYNEobject self) {
-    gDelegate->log.push_back("CreateDialog " + Ptr(self));
-    return gDelegate->window;
-}
-void DelegateAddField(ZYNEobject self, ZYNEobject dialog, ZYNEstring label, ZYNEstring text,
-                      unsigned char masked) {
-    gDelegate->log.push_back("AddField " + Ptr(self) + " " + Ptr(dialog) + " " +
-                             ReferenceHost::Text(label) + " " + ReferenceHost::Text(text) + " " +
-                             std::to_string(masked));
-}
-ZYNEstring DelegateShow(ZYNEobject self, ZYNEobject dialog, ZYNEstring title) {
-    gDelegate->log.push_back("ShowDialog " + Ptr(self) + " " + Ptr(dialog) + " " +
-                             ReferenceHost::Text(title));
-    return gDelegate->answer;
-}
-void DelegateAddDatasource(ZYNEobject self, ZYNEstring display, ZYNEstring source,
-                           ZYNEobject data) {
-    gDelegate->log.push_back("AddDatasource " + Ptr(self));
-    gDelegate->displayName = ReferenceHost::Text(display);
-    gDelegate->sourceName = ReferenceHost::Text(source);
-    gDelegate->displayTag = As<unsigned long (*)(ZYNEstring)>(
-        ReferenceHost::Current()->Lookup("ZYNEGetStringEncoding"))(display);
-    gDelegate->sourceTag = As<unsigned long (*)(ZYNEstring)>(
-        ReferenceHost::Current()->Lookup("ZYNEGetStringEncoding"))(source);
-    gDelegate->received = gDelegate->blocks[data];
-}
-
-void* InterfaceRoutine(ZYNEobject, const char* interfaceName, const char* routine) {
-    if (std::strcmp(interfaceName, "PluginDBDialogDelegate") != 0) return nullptr;
-    const std::string name = routine;
-    if (name == "CreateDialog") return reinterpret_cast<void*>(&DelegateCreate);
-    if (name == "AddField") return reinterpret_cast<void*>(&DelegateAddField);
-    if (name == "ShowDialog") return reinterpret_cast<void*>(&DelegateShow);
-    if (name == "AddDatasource") return reinterpret_cast<void*>(&DelegateAddDatasource);
-    return nullptr;
-}
-ZYNEobject NewMemoryBlock(int size) {
-    ZYNEobject block = ReferenceHost::Current()->NewInstance("PluginClassInstance");
-    gDelegate->blocks[block].assign(static_cast<size_t>(size), '\0');
-    return block;
-}
-void* MemoryBlockPtr(ZYNEobject block) {
-    auto found = gDelegate->blocks.find(block);
-    return found != gDelegate->blocks.end() ? found->second.data() : nullptr;
-}
-
 int gEngineTag;
 ZYNEobject gConvertedDatabase = nullptr;
 ZYNEobject DatabaseFromDB(dbDatabase*, ZYNEdbEngineDefinition*) {
     return gConvertedDatabase;
 }
+
+// Service signatures the tests call often.
+using GetIntFn = unsigned char (*)(ZYNEobject, const char*, long*);
+using SetIntFn = unsigned char (*)(ZYNEobject, const char*, long);
+using GetDoubleFn = unsigned char (*)(ZYNEobject, const char*, double*);
+using SetDoubleFn = unsigned char (*)(ZYNEobject, const char*, double);
+using GetBoolFn = unsigned char (*)(ZYNEobject, const char*, unsigned char*);
+using SetBoolFn = unsigned char (*)(ZYNEobject, const char*, unsigned long);
+using GetStringFn = unsigned char (*)(ZYNEobject, const char*, ZYNEstring*);
+using SetStringFn = unsigned char (*)(ZYNEobject, const char*, ZYNEstring);
+using GetObjectFn = unsigned char (*)(ZYNEobject, const char*, ZYNEobject*);
+using SetObjectFn = unsigned char (*)(ZYNEobject, const char*, ZYNEobject);
+using LoadMethodFn = void* (*)(ZYNEobject, const char*);
+using RegisterClassFn = long (*)(ZYNEclassDefinition*);
+using ObjectTypeFn = ZYNEclassRef (*)(const char*);
+using NewInstanceFn = ZYNEobject (*)(const char*);
 
 // ----- The fixture ----------------------------------------------------------------------------
 
@@ -227,7 +179,6 @@ protected:
         gFakeHostAsked.clear();
         gConstructed = nullptr;
         gComputedGet = gComputedSet = {};
-        gDelegate = &delegate;
         handle = dlopen(ZYNE_RESOLVER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(handle, nullptr) << dlerror();
         auto get = [&](const char* name) {
@@ -247,7 +198,6 @@ protected:
             As<void (*)(const void*)>(get("ResolverProbeForgetOwner")),
             As<long (*)()>(get("ResolverProbeDependencyCount")),
             As<ZYNEstring (*)(long)>(get("ResolverProbeDependency")),
-            As<void (*)(ZYNEobject)>(get("ResolverProbeInstallDelegate")),
             As<void* (*)()>(get("ResolverProbeLastEngine")),
             As<void* (*)(ZYNEobject)>(get("ResolverProbeGuestClass")),
             As<void* (*)(ZYNEobject)>(get("ResolverProbeGuestData")),
@@ -267,7 +217,6 @@ protected:
         EXPECT_EQ(still, nullptr) << "the probe stayed loaded";
         if (still != nullptr) dlclose(still);
         EXPECT_TRUE(host.Faults().empty()) << host.Faults().front();
-        gDelegate = nullptr;
     }
 
     // What the guest's resolver answers for `name`.
@@ -281,9 +230,9 @@ protected:
     // (owned by the fixture).
     ZYNEobject NewFoo() {
         record = probe.beginLoad();
-        Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&foo.foo);
+        Service<RegisterClassFn>("PluginRegisterClass")(&foo.foo);
         probe.endLoad();
-        ZYNEobject instance = Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("Foo");
+        ZYNEobject instance = Service<NewInstanceFn>("PluginNewInstance")("Foo");
         if (instance != nullptr) owned.push_back(instance);
         return instance;
     }
@@ -314,66 +263,35 @@ protected:
     Probe probe{};
     void* record = nullptr;
     FooRecords foo;
-    DelegateCalls delegate;
     std::vector<ZYNEobject> owned;
 };
 
 // ----- The table -----------------------------------------------------------------------------
 
+std::vector<std::string> Words(const char* text) {
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
+
 // Every name the table answers, in its order; the three nil answers are deliberate.
-const char* const kInterceptedNames[] = {"RegisterPluginVersion",
-                                         "PluginRegisterControl",
-                                         "PluginRegisterMethod",
-                                         "PluginRegisterModule",
-                                         "PluginRegisterClass",
-                                         "PluginRegisterInterface",
-                                         "PluginRegisterClassExtension",
-                                         "ResolverPPC",
-                                         "GetControlBounds",
-                                         "ctlPosGetter",
-                                         "ctlPosSetter",
-                                         "ZYNEInDebugMode",
-                                         "ZYNEinRuntime",
-                                         "ZYNEGetProjectFolder",
-                                         "GetControlVisible",
-                                         "ZYNEGetControlEnabled",
-                                         "ZYNEGetControlHandle",
-                                         "GetControlHWND",
-                                         "getControlWindow",
-                                         "ZYNESetSpecialBackground",
-                                         "controlEnabledSetter",
-                                         "SetControlVisible",
-                                         "RegisterDataSourceInterface",
-                                         "PluginRegisterDBEngine",
-                                         "RegisterDatabaseConnection",
-                                         "ZYNEDBConnectionDialogAddField",
-                                         "ZYNEDBConnectionDialogCreate",
-                                         "ZYNEDBConnectionDialogShow",
-                                         "ZYNEDBConnectionDialogDelete",
-                                         "RegisterDataSource",
-                                         "DesignAddDataSource",
-                                         "ZYNEdbDatabaseFromDBDatabase",
-                                         "PluginNewInstance",
-                                         "CreateInstance",
-                                         "pluginObjectType",
-                                         "ZYNEGetPropValueInt",
-                                         "ZYNEGetPropValueDouble",
-                                         "ZYNEGetPropValueBool",
-                                         "ZYNEGetPropValueString",
-                                         "ZYNEGetPropValueObject",
-                                         "ZYNESetPropValueInt",
-                                         "ZYNESetPropValueDouble",
-                                         "ZYNESetPropValueBoolean",
-                                         "ZYNESetPropValueString",
-                                         "ZYNESetPropValueObject",
-                                         "ZYNELoadObjectMethod",
-                                         "ZYNEGetControlGraphics",
-                                         "ZYNEInvalidateControl",
-                                         "PluginDefaultControlFont",
-                                         "PluginDefaultControlFontSize",
-                                         "PluginRegisterStructure",
-                                         "PluginRegisterEnum"};
-static_assert(sizeof kInterceptedNames / sizeof kInterceptedNames[0] == 52);
+const std::vector<std::string> kInterceptedNames = Words(
+    "RegisterPluginVersion PluginRegisterControl PluginRegisterMethod PluginRegisterModule "
+    "PluginRegisterClass PluginRegisterInterface PluginRegisterClassExtension ResolverPPC "
+    "GetControlBounds ctlPosGetter ctlPosSetter ZYNEInDebugMode ZYNEinRuntime "
+    "ZYNEGetProjectFolder GetControlVisible ZYNEGetControlEnabled ZYNEGetControlHandle "
+    "GetControlHWND getControlWindow ZYNESetSpecialBackground controlEnabledSetter "
+    "SetControlVisible RegisterDataSourceInterface PluginRegisterDBEngine "
+    "RegisterDatabaseConnection ZYNEDBConnectionDialogAddField ZYNEDBConnectionDialogCreate "
+    "ZYNEDBConnectionDialogShow ZYNEDBConnectionDialogDelete RegisterDataSource "
+    "DesignAddDataSource ZYNEdbDatabaseFromDBDatabase PluginNewInstance CreateInstance "
+    "pluginObjectType ZYNEGetPropValueInt ZYNEGetPropValueDouble ZYNEGetPropValueBool "
+    "ZYNEGetPropValueString ZYNEGetPropValueObject ZYNESetPropValueInt "
+    "ZYNESetPropValueDouble ZYNESetPropValueBoolean ZYNESetPropValueString "
+    "ZYNESetPropValueObject ZYNELoadObjectMethod ZYNEGetControlGraphics "
+    "ZYNEInvalidateControl PluginDefaultControlFont PluginDefaultControlFontSize "
+    "PluginRegisterStructure PluginRegisterEnum");
 
 bool AnswersNil(const std::string& name) {
     return name == "ZYNESetSpecialBackground" || name == "ZYNEGetControlGraphics" ||
@@ -381,10 +299,11 @@ bool AnswersNil(const std::string& name) {
 }
 
 TEST_F(ResolverTest, AnswersItsTableItselfWithoutAskingTheHost) {
+    ASSERT_EQ(kInterceptedNames.size(), 52u);
     std::vector<void*> answers;
-    for (const char* name : kInterceptedNames) {
+    for (const std::string& name : kInterceptedNames) {
         bool intercepted = false;
-        void* answer = probe.resolve(name, &FakeHost, &intercepted);
+        void* answer = probe.resolve(name.c_str(), &FakeHost, &intercepted);
         EXPECT_TRUE(intercepted) << name;
         EXPECT_EQ(answer == nullptr, AnswersNil(name)) << name;
         answers.push_back(answer);
@@ -394,8 +313,8 @@ TEST_F(ResolverTest, AnswersItsTableItselfWithoutAskingTheHost) {
     for (size_t i = 0; i < answers.size(); ++i) {
         for (size_t j = i + 1; j < answers.size(); ++j) {
             if (answers[i] == nullptr) continue;
-            const bool sameService = std::string(kInterceptedNames[i]) == "ZYNEGetControlHandle" &&
-                                     std::string(kInterceptedNames[j]) == "GetControlHWND";
+            const bool sameService = kInterceptedNames[i] == "ZYNEGetControlHandle" &&
+                                     kInterceptedNames[j] == "GetControlHWND";
             EXPECT_EQ(answers[i] == answers[j], sameService)
                 << kInterceptedNames[i] << " and " << kInterceptedNames[j];
         }
@@ -542,7 +461,7 @@ TEST_F(ResolverTest, RegistrationsOutsideALoadRecordNothing) {
     for (int list = 0; list < 12; ++list) EXPECT_EQ(probe.count(record, list), 0) << list;
     EXPECT_EQ(probe.owner("Late"), nullptr);
     // Unknown as a guest class: its reference is the host's answer.
-    EXPECT_EQ(Service<ZYNEclassRef (*)(const char*)>("pluginObjectType")("Late"), nullptr);
+    EXPECT_EQ(Service<ObjectTypeFn>("pluginObjectType")("Late"), nullptr);
     EXPECT_EQ(HostCalls("pluginObjectType"), 1u);
 }
 
@@ -558,18 +477,17 @@ TEST_F(ResolverTest, AClassRegisteredAgainBelongsToItsLatestOwner) {
     first.name = "Shared";
     second.name = "shared";  // class names match without regard to case
     void* one = probe.beginLoad();
-    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&first);
+    Service<RegisterClassFn>("PluginRegisterClass")(&first);
     probe.endLoad();
     EXPECT_EQ(probe.owner("SHARED"), one);
     const auto reference = [&] {
-        return reinterpret_cast<const char*>(
-            Service<ZYNEclassRef (*)(const char*)>("pluginObjectType")("Shared"));
+        return reinterpret_cast<const char*>(Service<ObjectTypeFn>("pluginObjectType")("Shared"));
     };
     const char* firstReference = reference();
     EXPECT_STREQ(firstReference, "fauxcrefShared");
 
     void* two = probe.beginLoad();
-    EXPECT_EQ(Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&second), 1);
+    EXPECT_EQ(Service<RegisterClassFn>("PluginRegisterClass")(&second), 1);
     probe.endLoad();
     EXPECT_EQ(probe.owner("Shared"), two);
     EXPECT_EQ(probe.count(one, kClasses), 1);
@@ -584,13 +502,13 @@ TEST_F(ResolverTest, AForgottenOwnerLeavesItsClassesToTheHost) {
     ZYNEclassDefinition other{};
     other.name = "Other";
     void* second = probe.beginLoad();
-    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&other);
+    Service<RegisterClassFn>("PluginRegisterClass")(&other);
     probe.endLoad();
     probe.forgetOwner(record);  // as the first record's destructor does
     EXPECT_EQ(probe.owner("Foo"), nullptr);
     EXPECT_EQ(probe.owner("Other"), second);
     host.ClearLog();
-    EXPECT_EQ(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("Foo"), nullptr);
+    EXPECT_EQ(Service<NewInstanceFn>("PluginNewInstance")("Foo"), nullptr);
     EXPECT_EQ(host.Count("PluginNewInstance(\"Foo\")"), 1u);
 }
 
@@ -598,8 +516,8 @@ TEST_F(ResolverTest, AForgottenOwnerLeavesItsClassesToTheHost) {
 
 TEST_F(ResolverTest, GuestClassReferencesAreFauxAndEveryNameIsADependency) {
     record = probe.beginLoad();
-    Service<long (*)(ZYNEclassDefinition*)>("PluginRegisterClass")(&foo.foo);
-    auto objectType = Service<ZYNEclassRef (*)(const char*)>("pluginObjectType");
+    Service<RegisterClassFn>("PluginRegisterClass")(&foo.foo);
+    auto objectType = Service<ObjectTypeFn>("pluginObjectType");
     const auto* faux = reinterpret_cast<const char*>(objectType("Foo"));
     ASSERT_NE(faux, nullptr);
     EXPECT_STREQ(faux, "fauxcrefFoo");
@@ -625,7 +543,7 @@ TEST_F(ResolverTest, InstancesOfGuestClassesAreDesignTimeInstances) {
     EXPECT_EQ(probe.guestClass(byName), &foo.foo);
     EXPECT_EQ(gConstructed, byName);
 
-    auto objectType = Service<ZYNEclassRef (*)(const char*)>("pluginObjectType");
+    auto objectType = Service<ObjectTypeFn>("pluginObjectType");
     auto createInstance = Service<ZYNEobject (*)(ZYNEclassRef)>("CreateInstance");
     ZYNEobject byReference = Own(createInstance(objectType("Foo")));
     ASSERT_NE(byReference, nullptr);
@@ -640,8 +558,7 @@ TEST_F(ResolverTest, InstancesOfGuestClassesAreDesignTimeInstances) {
     static char unknown[] = "fauxcrefNobody";
     EXPECT_EQ(createInstance(reinterpret_cast<ZYNEclassRef>(unknown)), nullptr);
     EXPECT_EQ(host.Count("PluginNewInstance(\"Nobody\")"), 1u);  // asked by name
-    ZYNEobject hostByName =
-        Own(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("PluginBridge"));
+    ZYNEobject hostByName = Own(Service<NewInstanceFn>("PluginNewInstance")("PluginBridge"));
     EXPECT_STREQ(host.ClassOf(hostByName)->name, "PluginBridge");
 }
 
@@ -660,36 +577,24 @@ TEST_F(ResolverTest, PlainFieldsAreReadAndWrittenInTheGuestData) {
     ASSERT_NE(instance, nullptr);
     host.ClearLog();
 
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
-                  instance, "count", 41),
-              1);
+    EXPECT_EQ(Service<SetIntFn>("ZYNESetPropValueInt")(instance, "count", 41), 1);
     EXPECT_EQ(GuestField<long>(instance, 0), 41);
     GuestField<long>(instance, 0) = 42;
     long integer = 0;
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
-                  instance, "Count", &integer),
-              1);
+    EXPECT_EQ(Service<GetIntFn>("ZYNEGetPropValueInt")(instance, "Count", &integer), 1);
     EXPECT_EQ(integer, 42);
 
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, double)>("ZYNESetPropValueDouble")(
-                  instance, "Ratio", 2.5),
-              1);
+    EXPECT_EQ(Service<SetDoubleFn>("ZYNESetPropValueDouble")(instance, "Ratio", 2.5), 1);
     double real = 0;
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, double*)>(
-                  "ZYNEGetPropValueDouble")(instance, "Ratio", &real),
-              1);
+    EXPECT_EQ(Service<GetDoubleFn>("ZYNEGetPropValueDouble")(instance, "Ratio", &real), 1);
     EXPECT_EQ(real, 2.5);
     EXPECT_EQ(GuestField<double>(instance, 8), 2.5);
 
     GuestField<long>(instance, 16) = 0x7700;  // the boolean is the field's first byte only
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, unsigned long)>(
-                  "ZYNESetPropValueBoolean")(instance, "Flag", 1),
-              1);
+    EXPECT_EQ(Service<SetBoolFn>("ZYNESetPropValueBoolean")(instance, "Flag", 1), 1);
     EXPECT_EQ(GuestField<long>(instance, 16), 0x7701);
     unsigned char flag = 0;
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, unsigned char*)>(
-                  "ZYNEGetPropValueBool")(instance, "Flag", &flag),
-              1);
+    EXPECT_EQ(Service<GetBoolFn>("ZYNEGetPropValueBool")(instance, "Flag", &flag), 1);
     EXPECT_EQ(flag, 1);
 
     // The host never saw these requests.
@@ -702,10 +607,8 @@ TEST_F(ResolverTest, PlainFieldsAreReadAndWrittenInTheGuestData) {
 TEST_F(ResolverTest, StringAndObjectFieldsHoldTheirOwnReference) {
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
-    auto setString =
-        Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring)>("ZYNESetPropValueString");
-    auto getString =
-        Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring*)>("ZYNEGetPropValueString");
+    auto setString = Service<SetStringFn>("ZYNESetPropValueString");
+    auto getString = Service<GetStringFn>("ZYNEGetPropValueString");
     ZYNEstring first = host.NewString("first");
     ZYNEstring second = host.NewString("second");
     EXPECT_EQ(setString(instance, "Label", first), 1);
@@ -723,20 +626,15 @@ TEST_F(ResolverTest, StringAndObjectFieldsHoldTheirOwnReference) {
 
     // The object member has no type test: any type word will do.
     ZYNEobject widget = Own(host.NewInstance("PluginClassInstance"));
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject)>(
-                  "ZYNESetPropValueObject")(instance, "Owner", widget),
-              1);
+    EXPECT_EQ(Service<SetObjectFn>("ZYNESetPropValueObject")(instance, "Owner", widget), 1);
     ZYNEobject got = nullptr;
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject*)>(
-                  "ZYNEGetPropValueObject")(instance, "Owner", &got),
-              1);
+    EXPECT_EQ(Service<GetObjectFn>("ZYNEGetPropValueObject")(instance, "Owner", &got), 1);
     EXPECT_EQ(got, widget);
     EXPECT_EQ(host.RefCount(widget), 3);
     host.Unlock(got);
     // Leave the fields empty, so that nothing the test owns is held when it ends.
     setString(instance, "Label", nullptr);
-    Service<unsigned char (*)(ZYNEobject, const char*, ZYNEobject)>("ZYNESetPropValueObject")(
-        instance, "Owner", nullptr);
+    Service<SetObjectFn>("ZYNESetPropValueObject")(instance, "Owner", nullptr);
     EXPECT_EQ(host.RefCount(second), 1);
     EXPECT_EQ(host.RefCount(widget), 1);
     host.Unlock(second);
@@ -746,15 +644,11 @@ TEST_F(ResolverTest, RoutinesGetTheObjectAndTheParameter) {
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
     long value = 0;
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
-                  instance, "Computed", &value),
-              1);
+    EXPECT_EQ(Service<GetIntFn>("ZYNEGetPropValueInt")(instance, "Computed", &value), 1);
     EXPECT_EQ(value, 1005);
     EXPECT_EQ(gComputedGet.object, instance);
     EXPECT_EQ(gComputedGet.param, 5);
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
-                  instance, "Computed", 77),
-              1);
+    EXPECT_EQ(Service<SetIntFn>("ZYNESetPropValueInt")(instance, "Computed", 77), 1);
     EXPECT_EQ(gComputedSet.object, instance);
     EXPECT_EQ(gComputedSet.param, 5);
     EXPECT_EQ(gComputedSet.value, 77);
@@ -763,10 +657,9 @@ TEST_F(ResolverTest, RoutinesGetTheObjectAndTheParameter) {
 TEST_F(ResolverTest, MissingRoutinesTypesAndRoomGiveFalseOrTheNextRecord) {
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
-    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
-    auto setInt = Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt");
-    auto getDouble =
-        Service<unsigned char (*)(ZYNEobject, const char*, double*)>("ZYNEGetPropValueDouble");
+    auto getInt = Service<GetIntFn>("ZYNEGetPropValueInt");
+    auto setInt = Service<SetIntFn>("ZYNESetPropValueInt");
+    auto getDouble = Service<GetDoubleFn>("ZYNEGetPropValueDouble");
     host.ClearLog();
     long value = 0;
     EXPECT_EQ(getInt(instance, "Hidden", &value), 0);  // nil getter
@@ -794,18 +687,12 @@ TEST_F(ResolverTest, UnmatchedNamesGoToTheHostOnlyWhenReading) {
     host.ClearLog();
     long value = 5;
     // No integer "Ratio" (it is a double) and no "Nothing": the host answers the getter...
-    Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
-        instance, "Nothing", &value);
-    Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt")(
-        instance, "Ratio", &value);
+    Service<GetIntFn>("ZYNEGetPropValueInt")(instance, "Nothing", &value);
+    Service<GetIntFn>("ZYNEGetPropValueInt")(instance, "Ratio", &value);
     EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 2u);
     // ...while the setters answer false themselves.
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
-                  instance, "Nothing", 1),
-              0);
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, ZYNEstring)>(
-                  "ZYNESetPropValueString")(instance, "Count", nullptr),
-              0);
+    EXPECT_EQ(Service<SetIntFn>("ZYNESetPropValueInt")(instance, "Nothing", 1), 0);
+    EXPECT_EQ(Service<SetStringFn>("ZYNESetPropValueString")(instance, "Count", nullptr), 0);
     EXPECT_EQ(HostCalls("ZYNESetPropValueInt") + HostCalls("ZYNESetPropValueString"), 0u);
 }
 
@@ -814,14 +701,12 @@ TEST_F(ResolverTest, OtherObjectsAreTheHostsBusiness) {
     ZYNEobject variant = Own(host.NewVariantInteger(12));
     host.ClearLog();
     long value = 0;
-    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
+    auto getInt = Service<GetIntFn>("ZYNEGetPropValueInt");
     EXPECT_EQ(getInt(bridge, "Count", &value), 1);  // the host reads PluginBridge's Count
     EXPECT_EQ(value, 0);
     EXPECT_EQ(getInt(variant, "IntegerValue", &value), 1);
     EXPECT_EQ(value, 12);
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt")(
-                  variant, "IntegerValue", 13),
-              1);
+    EXPECT_EQ(Service<SetIntFn>("ZYNESetPropValueInt")(variant, "IntegerValue", 13), 1);
     EXPECT_EQ(host.VariantInteger(variant), 13);
     EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 2u);
     EXPECT_EQ(HostCalls("ZYNESetPropValueInt"), 1u);
@@ -836,17 +721,15 @@ TEST_F(ResolverTest, WithoutRuntimeObjectIsaEverythingGoesToTheHost) {
     GuestField<long>(instance, 0) = 42;
     host.ClearLog();
     long value = 0;
-    auto getInt = Service<unsigned char (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValueInt");
-    auto setInt = Service<unsigned char (*)(ZYNEobject, const char*, long)>("ZYNESetPropValueInt");
+    auto getInt = Service<GetIntFn>("ZYNEGetPropValueInt");
+    auto setInt = Service<SetIntFn>("ZYNESetPropValueInt");
     getInt(instance, "Count", &value);
     EXPECT_NE(value, 42) << "the field was read without knowing the object's class";
     setInt(instance, "Count", 1);
     EXPECT_EQ(GuestField<long>(instance, 0), 42);
     EXPECT_EQ(HostCalls("ZYNEGetPropValueInt"), 1u);
     EXPECT_EQ(HostCalls("ZYNESetPropValueInt"), 1u);
-    EXPECT_EQ(
-        Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod")(instance, "Reset()"),
-        nullptr);
+    EXPECT_EQ(Service<LoadMethodFn>("ZYNELoadObjectMethod")(instance, "Reset()"), nullptr);
     EXPECT_EQ(HostCalls("ZYNELoadObjectMethod"), 1u);
 
     // A host that offers the service later is asked again and then served from the record.
@@ -862,7 +745,7 @@ TEST_F(ResolverTest, WithoutRuntimeObjectIsaEverythingGoesToTheHost) {
 TEST_F(ResolverTest, MethodsMatchByNameAndParameterTypes) {
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
-    auto load = Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod");
+    auto load = Service<LoadMethodFn>("ZYNELoadObjectMethod");
     host.ClearLog();
     struct Case {
         const char* declaration;
@@ -898,79 +781,8 @@ TEST_F(ResolverTest, EarlierMethodRecordsAreReadInTheirForm) {
     foo.foo.methodCount = 2;
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
-    EXPECT_EQ(
-        Service<void* (*)(ZYNEobject, const char*)>("ZYNELoadObjectMethod")(instance, "Reset()"),
-        reinterpret_cast<void*>(&Reset));
-}
-
-// ----- Database dialog delegate ----------------------------------------------------------------
-
-TEST_F(ResolverTest, DialogServicesWithoutADelegateDoNothing) {
-    host.Provide("GetInterfaceRoutine", reinterpret_cast<void*>(&InterfaceRoutine));
-    EXPECT_EQ(Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")(), 0u);
-    Service<void (*)(unsigned long, ZYNEstring, ZYNEstring, unsigned char)>(
-        "ZYNEDBConnectionDialogAddField")(1, nullptr, nullptr, 0);
-    EXPECT_EQ(Service<ZYNEstring (*)(unsigned long, ZYNEstring)>("ZYNEDBConnectionDialogShow")(
-                  1, nullptr),
-              nullptr);
-    char bytes[] = "abc";
-    Service<void (*)(const char*, const char*, char*, int)>("DesignAddDataSource")("a", "b", bytes,
-                                                                                   3);
-    Service<void (*)(unsigned long)>("ZYNEDBConnectionDialogDelete")(0);
-    EXPECT_TRUE(delegate.log.empty());
-}
-
-TEST_F(ResolverTest, DialogServicesReachTheInstalledDelegate) {
-    host.Provide("GetInterfaceRoutine", reinterpret_cast<void*>(&InterfaceRoutine));
-    host.Provide("newMemoryBlock", reinterpret_cast<void*>(&NewMemoryBlock));
-    host.Provide("memoryBlockGetPtr", reinterpret_cast<void*>(&MemoryBlockPtr));
-    ZYNEobject delegateObject = Own(host.NewInstance("PluginClassInstance"));
-    probe.installDelegate(delegateObject);
-    EXPECT_EQ(host.RefCount(delegateObject), 2);
-    probe.installDelegate(delegateObject);  // again: locked once more, unlocked once
-    EXPECT_EQ(host.RefCount(delegateObject), 2);
-
-    delegate.window = host.NewInstance("PluginClassInstance");  // handed to the guest
-    delegate.answer = host.NewString("dsn=x");
-    const unsigned long dialog = Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")();
-    EXPECT_EQ(dialog, reinterpret_cast<unsigned long>(delegate.window));
-    ZYNEstring label = host.NewString("User");
-    ZYNEstring text = host.NewString("sa");
-    Service<void (*)(unsigned long, ZYNEstring, ZYNEstring, unsigned char)>(
-        "ZYNEDBConnectionDialogAddField")(dialog, label, text, 1);
-    ZYNEstring title = host.NewString("Connect");
-    EXPECT_EQ(Service<ZYNEstring (*)(unsigned long, ZYNEstring)>("ZYNEDBConnectionDialogShow")(
-                  dialog, title),
-              delegate.answer);
-    Service<void (*)(unsigned long)>("ZYNEDBConnectionDialogDelete")(dialog);
-    EXPECT_EQ(host.RefCount(delegate.window), 0) << "the guest's dialog was released";
-
-    const std::string self = Ptr(delegateObject);
-    const std::string window = Ptr(delegate.window);
-    EXPECT_EQ(delegate.log, (std::vector<std::string>{
-                                "CreateDialog " + self,
-                                "AddField " + self + " " + window + " User sa 1",
-                                "ShowDialog " + self + " " + window + " Connect",
-                            }));
-
-    const size_t stringsBefore = host.LiveStrings();
-    char bytes[] = {'a', '\0', 'c'};
-    Service<void (*)(const char*, const char*, char*, int)>("DesignAddDataSource")(
-        "Sales", "sales.db", bytes, 3);
-    EXPECT_EQ(delegate.log.back(), "AddDatasource " + self);
-    EXPECT_EQ(delegate.displayName, "Sales");
-    EXPECT_EQ(delegate.sourceName, "sales.db");
-    EXPECT_EQ(delegate.displayTag, 0x08000100u);
-    EXPECT_EQ(delegate.sourceTag, 0x08000100u);
-    EXPECT_EQ(delegate.received, (std::vector<char>{'a', '\0', 'c'}));
-    EXPECT_EQ(host.LiveStrings(), stringsBefore) << "the names were released";
-    ASSERT_EQ(delegate.blocks.size(), 1u);
-    EXPECT_EQ(host.RefCount(delegate.blocks.begin()->first), 0) << "the block was released";
-
-    probe.installDelegate(nullptr);
-    EXPECT_EQ(host.RefCount(delegateObject), 1);
-    EXPECT_EQ(Service<unsigned long (*)()>("ZYNEDBConnectionDialogCreate")(), 0u);
-    for (ZYNEstring s : {label, text, title, delegate.answer}) host.Unlock(s);
+    EXPECT_EQ(Service<LoadMethodFn>("ZYNELoadObjectMethod")(instance, "Reset()"),
+              reinterpret_cast<void*>(&Reset));
 }
 
 TEST_F(ResolverTest, DatabaseConversionRemembersTheEngineAndAsksTheHostEachTime) {
@@ -998,21 +810,10 @@ void ReportFromGuest(const char* key, long value) {
     gReports[key] = value;
 }
 
-int RemoveOne(const char* path, const struct stat*, int, FTW*) {
-    remove(path);
-    return 0;
-}
-
 class ResolverGuestTest : public ::testing::Test {
 protected:
     void SetUp() override {
         gReports.clear();
-        char pattern[] = "/tmp/ResolverTest.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        home = pattern;
-        const char* previous = getenv("HOME");
-        savedHome = previous != nullptr ? previous : "";
-        setenv("HOME", home.c_str(), 1);  // the loader's temporary data folder goes here
         ASSERT_TRUE(host.Load()) << host.Error();
         host.Provide("ResolverGuestReport", reinterpret_cast<void*>(&ReportFromGuest));
         bridge = host.NewInstance("PluginBridge");
@@ -1021,8 +822,6 @@ protected:
     void TearDown() override {
         host.Unlock(bridge);  // the bridge releases its definitions and sweeps its folder
         EXPECT_TRUE(host.Faults().empty()) << host.Faults().front();
-        setenv("HOME", savedHome.c_str(), 1);
-        nftw(home.c_str(), RemoveOne, 16, FTW_PHYS | FTW_DEPTH);
     }
     bool LoadGuest() {
         ZYNEobject location = host.NewFolderItem(ZYNE_RESOLVER_GUEST_PATH);
@@ -1037,9 +836,9 @@ protected:
         return result;
     }
 
+    testsupport::PrivateHome home;  // the loader's temporary data folder goes here
     ReferenceHost host;
     ZYNEobject bridge = nullptr;
-    std::string home, savedHome;
 };
 
 TEST_F(ResolverGuestTest, AGuestUsesItsResolverWhileItLoads) {

@@ -45,6 +45,16 @@ protected:
         EXPECT_TRUE(WriteFile(path, bytes)) << path;
         return path;
     }
+    // Makes each entry in order: a folder when it ends in "/", else a file holding "x".
+    void Make(std::initializer_list<std::string> entries) {
+        for (const std::string& e : entries) {
+            if (e.ends_with('/')) {
+                MakeFolder(e.substr(0, e.size() - 1));
+            } else {
+                MakeFile(e);
+            }
+        }
+    }
 
     TempFolder tmp;
 };
@@ -53,8 +63,7 @@ protected:
 // Construction, names, parents
 
 TEST_F(FolderItemUnix, RelativePathsTakeTheWorkingDirectory) {
-    MakeFolder("docs");
-    MakeFile("notes");
+    Make({"docs/", "notes"});
     CwdGuard cwd(tmp.Path());
     ASSERT_TRUE(cwd.Changed());
     struct Case {
@@ -113,9 +122,7 @@ TEST_F(FolderItemUnix, NamesIgnoreOneTrailingSlash) {
 }
 
 TEST_F(FolderItemUnix, ParentsClimbToTheRoot) {
-    MakeFolder("a");
-    MakeFolder("a/b");
-    MakeFile("a/b/c.txt");
+    Make({"a/", "a/b/", "a/b/c.txt"});
     ItemPtr item(Item(tmp / "a/b/c.txt").release());
     EXPECT_EQ(PathOf(ItemPtr(item->GetParent()).get()), tmp / "a/b/");
     EXPECT_EQ(PathOf(ItemPtr(Item(tmp / "a/b")->GetParent()).get()), tmp / "a/");
@@ -165,9 +172,7 @@ TEST_F(FolderItemUnix, SetNameRenamesInPlace) {
 }
 
 TEST_F(FolderItemUnix, SetNameFailuresKeepThePath) {
-    MakeFolder("full");
-    MakeFile("full/inside");
-    MakeFolder("empty");
+    Make({"full/", "full/inside", "empty/"});
     UnixPtr folder = Item(tmp / "empty");
     EXPECT_FALSE(folder->SetName(Utf8("full")));
     EXPECT_TRUE(folder->GetLastError() == ENOTEMPTY || folder->GetLastError() == EEXIST)
@@ -183,9 +188,7 @@ TEST_F(FolderItemUnix, SetNameFailuresKeepThePath) {
 // Children and links
 
 TEST_F(FolderItemUnix, HiddenEntriesAreChildrenDotsAreNotAndFilesHaveNone) {
-    MakeFolder("f");
-    MakeFile("f/.hidden");
-    MakeFile("f/a");
+    Make({"f/", "f/.hidden", "f/a"});
     UnixPtr folder = Item(tmp / "f");
     ASSERT_EQ(folder->GetChildCount(), 2);
 
@@ -221,8 +224,7 @@ TEST_F(FolderItemUnix, ChildByNameAndDotDot) {
 }
 
 TEST_F(FolderItemUnix, LinkToFolderIsAnAliasNotAFolder) {
-    MakeFolder("target");
-    MakeFile("target/inside");
+    Make({"target/", "target/inside"});
     ASSERT_EQ(symlink("target", (tmp / "link").c_str()), 0);
     UnixPtr link = Item(tmp / "link");
     EXPECT_EQ(PathOf(link.get()), tmp / "link");  // no folder slash
@@ -237,8 +239,7 @@ TEST_F(FolderItemUnix, LinkToFolderIsAnAliasNotAFolder) {
 }
 
 TEST_F(FolderItemUnix, ResolveAliasFollowsChainsAndRelativeTargets) {
-    MakeFolder("target");
-    MakeFolder("sub");
+    Make({"target/", "sub/"});
     MakeFile("file", "bytes");
     ASSERT_EQ(symlink("target", (tmp / "first").c_str()), 0);
     ASSERT_EQ(symlink((tmp / "first").c_str(), (tmp / "second").c_str()), 0);
@@ -271,8 +272,7 @@ TEST_F(FolderItemUnix, ResolveAliasFollowsChainsAndRelativeTargets) {
 }
 
 TEST_F(FolderItemUnix, ResolveFlagOnChildren) {
-    MakeFolder("f");
-    MakeFolder("f/real");
+    Make({"f/", "f/real/"});
     ASSERT_EQ(symlink("real", (tmp / "f/alias").c_str()), 0);
     UnixPtr folder = Item(tmp / "f");
     EXPECT_EQ(PathOf(ItemPtr(folder->GetChildByName(Utf8("alias"), 0)).get()), tmp / "f/alias");
@@ -288,8 +288,7 @@ TEST_F(FolderItemUnix, ResolveFlagOnChildren) {
 // Permissions, owners, access
 
 TEST_F(FolderItemUnix, PermissionsIncludeSetIdAndStickyBits) {
-    MakeFile("p");
-    MakeFolder("d");
+    Make({"p", "d/"});
     UnixPtr file = Item(tmp / "p");
     ASSERT_TRUE(file->SetPermissions(04751));
     EXPECT_EQ(file->GetPermissions(), 04751);
@@ -382,8 +381,7 @@ TEST_F(FolderItemUnix, ReadableWriteableAndLocked) {
     ASSERT_EQ(chmod(path.c_str(), 0000), 0);
     EXPECT_TRUE(Item(path)->IsCurrentlyReadable());
     EXPECT_TRUE(Item(tmp / "zq-missing")->IsCurrentlyReadable());
-    MakeFile("rw");
-    MakeFolder("dir");
+    Make({"rw", "dir/"});
     EXPECT_TRUE(Item(tmp / "rw")->IsCurrentlyWriteable());
     EXPECT_FALSE(Item(tmp / "rw")->GetLocked());
     EXPECT_TRUE(Item(tmp / "dir")->IsCurrentlyWriteable());
@@ -502,12 +500,7 @@ TEST_F(FolderItemUnix, OpenFileHandsTheStreamsErrorToTheItem) {
 }
 
 TEST_F(FolderItemUnix, DeleteFileByKind) {
-    MakeFile("file");
-    MakeFolder("empty");
-    MakeFolder("full");
-    MakeFile("full/x");
-    MakeFolder("target");
-    MakeFile("target/kept");
+    Make({"file", "empty/", "full/", "full/x", "target/", "target/kept"});
     ASSERT_EQ(symlink("target", (tmp / "link").c_str()), 0);
 
     EXPECT_TRUE(Item(tmp / "file")->DeleteFile());
@@ -528,13 +521,8 @@ TEST_F(FolderItemUnix, DeleteFileByKind) {
 TEST_F(FolderItemUnix, DeleteFolderTakesReadOnlyFilesAndHiddenOnesButNotLinkTargets) {
     MakeFolder("outside");
     MakeFile("outside/keep", "safe");
-    MakeFolder("tree");
-    MakeFile("tree/a.txt");
-    MakeFile("tree/.hidden");
-    MakeFolder("tree/sub");
-    MakeFile("tree/sub/b");
-    MakeFolder("tree/sub/deeper");
-    MakeFile("tree/sub/deeper/c");
+    Make({"tree/", "tree/a.txt", "tree/.hidden", "tree/sub/", "tree/sub/b", "tree/sub/deeper/",
+          "tree/sub/deeper/c"});
     for (const char* f : {"tree/a.txt", "tree/.hidden", "tree/sub/b", "tree/sub/deeper/c"}) {
         ASSERT_EQ(chmod((tmp / f).c_str(), 0444), 0);
     }
@@ -550,9 +538,7 @@ TEST_F(FolderItemUnix, DeleteFolderReportsTheBlockingChild) {
     if (PermissionsAreIgnored()) {
         GTEST_SKIP() << "running as root: a read-only folder does not stop deletion";
     }
-    MakeFolder("tree");
-    MakeFolder("tree/guarded");
-    MakeFile("tree/guarded/f");
+    Make({"tree/", "tree/guarded/", "tree/guarded/f"});
     ASSERT_EQ(chmod((tmp / "tree/guarded").c_str(), 0555), 0);
     UnixPtr tree = Item(tmp / "tree");
     EXPECT_FALSE(tree->DeleteFolder());

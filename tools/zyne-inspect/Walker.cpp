@@ -81,6 +81,16 @@ std::string SafeFileName(const std::string& name) {
     return out;
 }
 
+// Whether the file starts as an ELF object does.
+bool IsElfFile(const std::string& path) {
+    return ReadFile(path, 4) == "\x7f" "ELF";
+}
+
+// The ELF report of a library's bytes.
+Json ElfOf(const std::string& bytes) {
+    return ElfJson(ReadElf(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
+}
+
 class Walker {
 public:
     Walker(ReferenceHost& host, const WalkOptions& options) : host_(host), options_(options) {}
@@ -99,13 +109,18 @@ public:
         }
         return false;
     }
+    // The text of a string handed to us, which is released; null for nil.
+    Json Taken(ZYNEstring s) {
+        if (s == nullptr) return nullptr;
+        std::string text = ReferenceHost::Text(s);
+        host_.Unlock(s);
+        return text;
+    }
     // A String property: its text, or null for nil.
     Json Str(ZYNEobject object, const char* property) {
         ZYNEstring s = host_.Get<ZYNEstring>(object, property);
-        if (s == nullptr) return nullptr;
-        std::string text = ReferenceHost::Text(s);
-        if (!IsDirectField(object, property)) host_.Unlock(s);
-        return text;
+        if (s != nullptr && IsDirectField(object, property)) return ReferenceHost::Text(s);
+        return Taken(s);
     }
     long Int(ZYNEobject object, const char* property) { return host_.Get<long>(object, property); }
     bool Bool(ZYNEobject object, const char* property) { return host_.Get<bool>(object, property); }
@@ -115,11 +130,14 @@ public:
     }
     // A method returning a new String: its text, or null.
     Json CallStr(ZYNEobject object, const char* method, long index) {
-        ZYNEstring s = host_.Call<ZYNEstring>(object, method, index);
-        if (s == nullptr) return nullptr;
-        std::string text = ReferenceHost::Text(s);
-        host_.Unlock(s);
-        return text;
+        return Taken(host_.Call<ZYNEstring>(object, method, index));
+    }
+    // The texts "Get<item>(i)" answers for each i below the "<item>Count" property.
+    Json Strings(ZYNEobject owner, const std::string& item) {
+        Json list = Json::array();
+        const long n = Count(owner, (item + "Count").c_str());
+        for (long i = 0; i < n; ++i) list.push_back(CallStr(owner, ("Get" + item).c_str(), i));
+        return list;
     }
     // Calls `getter(index)` for each index below `count`, describing each object it hands
     // out with `describe`; nil results are reported as null.
@@ -136,6 +154,11 @@ public:
             host_.Unlock(item);
         }
         return list;
+    }
+    // Each, over "Get<item>" and its count "<item>Count", with a describing member.
+    Json Items(ZYNEobject owner, const std::string& item, Json (Walker::*describe)(ZYNEobject)) {
+        return Each(owner, ("Get" + item).c_str(), Count(owner, (item + "Count").c_str()),
+                    [this, describe](ZYNEobject x) { return (this->*describe)(x); });
     }
 
     // --- Items ------------------------------------------------------------------------------
@@ -165,10 +188,7 @@ public:
         j["compatibility"] = Str(p, "CompatibilityFlags");
         j["has_getter"] = Int(p, "Getter") != 0;
         j["has_setter"] = Int(p, "Setter") != 0;
-        Json enums = Json::array();
-        const long n = Count(p, "EnumCount");
-        for (long i = 0; i < n; ++i) enums.push_back(CallStr(p, "GetEnum", i));
-        j["enums"] = enums;
+        j["enums"] = Strings(p, "Enum");
         return j;
     }
     Json Constant(ZYNEobject c) {
@@ -179,17 +199,11 @@ public:
         j["scope"] = Str(c, "Scope");
         return j;
     }
-    Json Fields(ZYNEobject owner) {
-        Json fields = Json::array();
-        const long n = Count(owner, "FieldCount");
-        for (long i = 0; i < n; ++i) fields.push_back(CallStr(owner, "GetField", i));
-        return fields;
-    }
     Json Structure(ZYNEobject s) {
         Json j;
         j["name"] = Str(s, "Name");
         j["scope"] = Str(s, "Scope");
-        j["fields"] = Fields(s);
+        j["fields"] = Strings(s, "Field");
         return j;
     }
     Json Enum(ZYNEobject e) {
@@ -197,19 +211,16 @@ public:
         j["name"] = Str(e, "Name");
         j["type"] = Str(e, "Type");
         j["scope"] = Str(e, "Scope");
-        j["fields"] = Fields(e);
+        j["fields"] = Strings(e, "Field");
         return j;
     }
     // What classes and controls share: events, methods, properties, constants.
     void Members(ZYNEobject c, Json& j) {
-        auto method = [this](ZYNEobject m) { return Method(m); };
-        j["events"] = Each(c, "GetNewEvent", Count(c, "NewEventCount"), method);
-        j["event_handlers"] = Each(c, "GetEvent", Count(c, "EventCount"), method);
-        j["methods"] = Each(c, "GetMethod", Count(c, "MethodCount"), method);
-        j["properties"] = Each(c, "GetProperty", Count(c, "PropertyCount"),
-                               [this](ZYNEobject p) { return Property(p); });
-        j["constants"] = Each(c, "GetConstant", Count(c, "ConstantCount"),
-                              [this](ZYNEobject k) { return Constant(k); });
+        j["events"] = Items(c, "NewEvent", &Walker::Method);
+        j["event_handlers"] = Items(c, "Event", &Walker::Method);
+        j["methods"] = Items(c, "Method", &Walker::Method);
+        j["properties"] = Items(c, "Property", &Walker::Property);
+        j["constants"] = Items(c, "Constant", &Walker::Constant);
     }
     Json Class(ZYNEobject c) {
         Json j;
@@ -267,33 +278,22 @@ public:
     Json Module(ZYNEobject m) {
         Json j;
         j["name"] = Str(m, "Name");
-        j["methods"] = Each(m, "GetMethod", Count(m, "MethodCount"),
-                            [this](ZYNEobject x) { return Method(x); });
-        j["properties"] = Each(m, "GetProperty", Count(m, "PropertyCount"),
-                               [this](ZYNEobject x) { return Property(x); });
-        j["constants"] = Each(m, "GetConstant", Count(m, "ConstantCount"),
-                              [this](ZYNEobject x) { return Constant(x); });
-        j["structures"] = Each(m, "GetStructure", Count(m, "StructureCount"),
-                               [this](ZYNEobject x) { return Structure(x); });
-        j["enums"] =
-            Each(m, "GetEnum", Count(m, "EnumCount"), [this](ZYNEobject x) { return Enum(x); });
+        j["methods"] = Items(m, "Method", &Walker::Method);
+        j["properties"] = Items(m, "Property", &Walker::Property);
+        j["constants"] = Items(m, "Constant", &Walker::Constant);
+        j["structures"] = Items(m, "Structure", &Walker::Structure);
+        j["enums"] = Items(m, "Enum", &Walker::Enum);
         return j;
     }
     Json Interface(ZYNEobject i) {
         Json j;
         j["name"] = Str(i, "Name");
-        j["methods"] = Each(i, "GetMethod", Count(i, "MethodCount"),
-                            [this](ZYNEobject x) { return Method(x); });
+        j["methods"] = Items(i, "Method", &Walker::Method);
         return j;
     }
     // The name a data source (interface) answers through its "Name()" method.
-    Json SourceName(ZYNEobject source) {
-        ZYNEstring s = host_.Call<ZYNEstring>(source, "Name");
-        if (s == nullptr) return nullptr;
-        std::string text = ReferenceHost::Text(s);
-        host_.Unlock(s);
-        return text;
-    }
+    Json SourceName(ZYNEobject source) { return Taken(host_.Call<ZYNEstring>(source, "Name")); }
+    Json DataSourceInterface(ZYNEobject source) { return Json{{"name", SourceName(source)}}; }
     // An engine's capabilities, as the designer asks before offering a schema operation.
     Json Engine(ZYNEobject engine) {
         static constexpr std::pair<const char*, const char*> kCapabilities[] = {
@@ -339,10 +339,7 @@ public:
         std::string source = "GetLibrary";
         if (data.empty()) {
             // A bare library: the plug-in file is the library.
-            std::string head = ReadFile(pluginPath, 4);
-            if (head ==
-                "\x7f"
-                "ELF") {
+            if (IsElfFile(pluginPath)) {
                 data = ReadFile(pluginPath, 1u << 30);
                 source = "file";
             }
@@ -354,8 +351,7 @@ public:
         Json lib;
         lib["source"] = source;
         lib["size"] = data.size();
-        lib["elf"] =
-            ElfJson(ReadElf(reinterpret_cast<const unsigned char*>(data.data()), data.size()));
+        lib["elf"] = ElfOf(data);
         j["linux_library"] = lib;
     }
 
@@ -369,29 +365,16 @@ public:
         Library(d, pluginPath, j);
         j["database_engine_count"] = Int(d, "DatabaseEngineCount");
         j["database_connection_count"] = Int(d, "DatabaseConnectionCount");
-        j["classes"] =
-            Each(d, "GetClass", Count(d, "ClassCount"), [this](ZYNEobject x) { return Class(x); });
-        j["class_extensions"] = Each(d, "GetClassExtension", Count(d, "ClassExtensionCount"),
-                                     [this](ZYNEobject x) { return Class(x); });
-        j["controls"] = Each(d, "GetControl", Count(d, "ControlCount"),
-                             [this](ZYNEobject x) { return Control(x); });
-        j["methods"] = Each(d, "GetMethod", Count(d, "MethodCount"),
-                            [this](ZYNEobject x) { return Method(x); });
-        j["modules"] = Each(d, "GetModule", Count(d, "ModuleCount"),
-                            [this](ZYNEobject x) { return Module(x); });
-        j["interfaces"] = Each(d, "GetInterface", Count(d, "InterfaceCount"),
-                               [this](ZYNEobject x) { return Interface(x); });
-        j["structures"] = Each(d, "GetStructure", Count(d, "StructureCount"),
-                               [this](ZYNEobject x) { return Structure(x); });
-        j["enums"] =
-            Each(d, "GetEnum", Count(d, "EnumCount"), [this](ZYNEobject x) { return Enum(x); });
-        j["data_source_interfaces"] =
-            Each(d, "GetDataSourceInterface", Count(d, "DataSourceInterfaceCount"),
-                 [this](ZYNEobject x) {
-                     return Json{{"name", SourceName(x)}};
-                 });
-        j["data_sources"] = Each(d, "GetDataSource", Count(d, "DataSourceCount"),
-                                 [this](ZYNEobject x) { return DataSource(x); });
+        j["classes"] = Items(d, "Class", &Walker::Class);
+        j["class_extensions"] = Items(d, "ClassExtension", &Walker::Class);
+        j["controls"] = Items(d, "Control", &Walker::Control);
+        j["methods"] = Items(d, "Method", &Walker::Method);
+        j["modules"] = Items(d, "Module", &Walker::Module);
+        j["interfaces"] = Items(d, "Interface", &Walker::Interface);
+        j["structures"] = Items(d, "Structure", &Walker::Structure);
+        j["enums"] = Items(d, "Enum", &Walker::Enum);
+        j["data_source_interfaces"] = Items(d, "DataSourceInterface", &Walker::DataSourceInterface);
+        j["data_sources"] = Items(d, "DataSource", &Walker::DataSource);
         return j;
     }
 
@@ -412,21 +395,13 @@ public:
         const bool loaded = host_.Call<bool>(bridge, "LoadPlugin", location);
         host_.Unlock(location);
         report["status"] = loaded ? kStatusLoaded : kStatusNotLoaded;
-        if (!loaded && ReadFile(pluginPath, 4) ==
-                           "\x7f"
-                           "ELF") {
+        if (!loaded && IsElfFile(pluginPath)) {
             // A bare library the loader refused: say what it is, for the checks.
-            const std::string data = ReadFile(pluginPath, 1u << 30);
-            report["file_elf"] =
-                ElfJson(ReadElf(reinterpret_cast<const unsigned char*>(data.data()), data.size()));
+            report["file_elf"] = ElfOf(ReadFile(pluginPath, 1u << 30));
         }
         report["plugin_name"] = Str(bridge, "PluginName");
         report["has_help"] = Bool(bridge, "HasHelp");
-        Json dependencies = Json::array();
-        const long dependencyCount = Count(bridge, "DependencyCount");
-        for (long i = 0; i < dependencyCount; ++i)
-            dependencies.push_back(CallStr(bridge, "GetDependency", i));
-        report["dependencies"] = dependencies;
+        report["dependencies"] = Strings(bridge, "Dependency");
         report["definitions"] = Json::array();
         const long count = Count(bridge, "Count");
         for (long i = 0; i < count; ++i) {
@@ -484,9 +459,7 @@ Json WalkPlugin(const std::string& pluginPath, const WalkOptions& options) {
     AddContainerLayout(pluginPath, report);
     Json bridge;
     bridge["path"] = options.bridgePath;
-    const std::string bridgeBytes = ReadFile(options.bridgePath, 1u << 30);
-    bridge["elf"] = ElfJson(
-        ReadElf(reinterpret_cast<const unsigned char*>(bridgeBytes.data()), bridgeBytes.size()));
+    bridge["elf"] = ElfOf(ReadFile(options.bridgePath, 1u << 30));
     report["bridge"] = bridge;
 
     StdoutToStderr quiet;
