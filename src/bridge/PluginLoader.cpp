@@ -52,8 +52,9 @@ constexpr mode_t kLibraryPermissions = 0x1B6;
 // Names "0<name>" .. "99<name>" are tried.
 constexpr unsigned long kMaxTemporaryNames = 100;
 // Times the data folder is made, or an extraction tried, when another process's sweep
-// removes the folder under it.
-constexpr int kFolderAttempts = 3;
+// removes the folder under it. Each new attempt follows a removal, that is progress made
+// by another process; with a few loaders at once a handful of attempts in a row is common.
+constexpr int kFolderAttempts = 64;
 // A library larger than this is not read into memory; no plug-in comes near it.
 constexpr unsigned long long kMaxLibraryBytes = 1ULL << 30;
 
@@ -268,8 +269,9 @@ bool UnnamedFilesDisabled() {
     return value != nullptr && value[0] == '1';
 }
 
-// How an attempt to publish an extracted library under one name ended.
-enum class Publish { kDone, kNameTaken, kSwept, kUnsupported, kFailed };
+// How an attempt to publish an extracted library under one name ended. kRefused: a
+// message said why, and the load ends there even if the folder goes away meanwhile.
+enum class Publish { kDone, kNameTaken, kSwept, kUnsupported, kFailed, kRefused };
 
 // Publishes the bytes as `entry` of `dir`, already locked: the file is made unnamed
 // (O_TMPFILE), locked, filled and only then linked into place, so no other process ever
@@ -300,6 +302,7 @@ Publish PublishUnnamed(int dir, const char* entry, const void* bytes, unsigned l
         const int error = errno;
         close(made);
         if (error == EEXIST) return Publish::kNameTaken;
+        if (FolderRemoved(dir)) return Publish::kFailed;  // swept away: tried again anew
         return error == ENOENT || error == EPERM ? Publish::kUnsupported : Publish::kFailed;
     }
     *fd = made;
@@ -317,7 +320,7 @@ Publish PublishNamed(int dir, const char* entry, const void* bytes, unsigned lon
         std::printf("NOT GOOD: File already locked?\n");
         std::fflush(stdout);
         close(made);
-        return Publish::kFailed;
+        return Publish::kRefused;
     }
     // A sweep in another process may have taken the empty file for a leftover between
     // the create and the lock; the name then no longer leads to it, and another is tried.
@@ -591,13 +594,15 @@ const char* EntryIn(const string& folderPath, const string& path) {
 
 // Extracts `bytes` into the data folder (`folder`, open as `dir`) under the first free
 // name "<n><name>" and answers the file's locked descriptor, its item in *published (owned
-// by the caller); -1 and nil when it cannot, after printing why where a message is due.
+// by the caller); -1 and nil when it cannot, after printing why where a message is due
+// (*refused is then set: the answer is final).
 // A name that exists in any form (a link counts, even a dangling one) is passed over, and
 // one is never reused or removed here: only a sweep removes leftovers.
 int ExtractLibrary(FolderItemImp* folder, int dir, const string& name, const void* bytes,
                    unsigned long long length, const PluginDefinition* record,
-                   FolderItemImp** published) {
+                   FolderItemImp** published, bool* refused) {
     *published = nullptr;
+    *refused = false;
     const string folderPath = folder->GetAbsolutePath().GetUTF8String();
     bool unnamed = true;
     for (unsigned long n = 0; n < kMaxTemporaryNames; ++n) {
@@ -629,15 +634,17 @@ int ExtractLibrary(FolderItemImp* folder, int dir, const string& name, const voi
             std::printf("Duplicate plug-in found %s from %s\n", pathText.CString(),
                         SourceDescription(record).CString());
             std::fflush(stdout);
-            outcome = Publish::kFailed;
+            outcome = Publish::kRefused;
         }
         delete candidate;
+        if (outcome == Publish::kRefused) *refused = true;
         if (outcome != Publish::kNameTaken && outcome != Publish::kSwept) return -1;
     }
     // Deliberate: a hundred leftovers stop every load of this library until a sweep.
     std::printf("Could not generate a unique filename for plugin %s, time to clean %s\n",
                 name.CString(), folder->GetAbsolutePath().CString());
     std::fflush(stdout);
+    *refused = true;
     return -1;
 }
 
@@ -657,8 +664,9 @@ bool PluginBridge::LoadLinuxPlugin(const string& name, const void* bytes,
         FolderItemImp* folder = nullptr;
         const int dir = OpenTemporaryDataFolder(&folder);
         if (dir < 0) return false;
-        fd = ExtractLibrary(folder, dir, name, bytes, length, record, &candidate);
-        const bool removed = fd < 0 && FolderRemoved(dir);
+        bool refused = false;
+        fd = ExtractLibrary(folder, dir, name, bytes, length, record, &candidate, &refused);
+        const bool removed = fd < 0 && !refused && FolderRemoved(dir);
         close(dir);
         if (!removed) break;
     }

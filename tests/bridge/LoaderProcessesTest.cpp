@@ -4,11 +4,11 @@
 // leave descriptors and memory where they were.
 //
 // ZYNE_LOADER_TEST_ROUNDS scales the round counts down (e.g. 20 for a quick run).
-#include <cstdlib>
 #include <dirent.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -244,11 +244,6 @@ protected:
 };
 
 TEST_P(LoaderProcessesTest, FourProcessesLoadingOneContainerNeverRemoveEachOthersFiles) {
-    // Known open race: with unnamed files, about one run in three has one load among the
-    // 800 fail without a message. Run it on demand (ZYNE_LOADER_RACE=1) until it is found.
-    if (GetParam() == Creation::kUnnamed && std::getenv("ZYNE_LOADER_RACE") == nullptr) {
-        GTEST_SKIP() << "known race with unnamed files; set ZYNE_LOADER_RACE=1 to run";
-    }
     const std::string container = OneGuestContainer();
     ASSERT_FALSE(container.empty());
     constexpr int kProcesses = 4;
