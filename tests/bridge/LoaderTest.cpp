@@ -4,11 +4,9 @@
 //
 // Every test runs in a private HOME. Containers are made at test time from the tiny
 // guests of tests/bridge/guests, so each test builds exactly the layout it needs.
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -18,8 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -27,78 +23,24 @@
 
 #include <gtest/gtest.h>
 
+#include "LoaderTestSupport.h"
 #include "ReferenceHost.h"
 #include "core/string.h"
 #include "files/UnixHelper.h"
 
-extern char** environ;
-
 namespace {
 
 namespace fs = std::filesystem;
+using namespace loadertest;
 using zyne::host::ReferenceHost;
 
 constexpr long kLinuxX86 = 4;
 
 // ----- Disk helpers -----------------------------------------------------------------------
 
-class TempFolder {
-public:
-    TempFolder() {
-        char pattern[] = "/tmp/LoaderTest.XXXXXX";
-        const char* made = mkdtemp(pattern);
-        path_ = made != nullptr ? made : "";
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        if (!path_.empty()) fs::remove_all(path_, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& Path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-bool Exists(const std::string& path) {
-    struct stat info;
-    return lstat(path.c_str(), &info) == 0;
-}
-
 long ModeOf(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 ? static_cast<long>(info.st_mode & 0xFFF) : -1;
-}
-
-// File names in a folder, sorted; empty when it does not exist.
-std::vector<std::string> NamesIn(const std::string& folder) {
-    std::set<std::string> names;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-        names.insert(entry.path().filename().string());
-    }
-    return {names.begin(), names.end()};
-}
-
-// Whether another open file may not take an exclusive lock on `path` right now.
-bool HeldLocked(const std::string& path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
-    const bool locked = flock(fd, LOCK_EX | LOCK_NB) != 0;
-    close(fd);
-    return locked;
 }
 
 size_t OpenDescriptors() {
@@ -112,25 +54,6 @@ size_t OpenDescriptors() {
 
 bool MappedFromDataFolder() {
     return ReadFile("/proc/self/maps").find("/.tmpZQData/") != std::string::npos;
-}
-
-// Runs a program with its output discarded; its exit status, or -1.
-int RunProgram(const std::vector<std::string>& arguments) {
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return -1;
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-    return WEXITSTATUS(status);
 }
 
 // One family of a container made with "zqx plugin". Libraries keep their own file names.
@@ -179,35 +102,8 @@ std::string CopyOf(const std::string& library, const std::string& path) {
 
 // ----- Fixture ----------------------------------------------------------------------------
 
-class LoaderTest : public ::testing::Test {
+class LoaderTest : public HostFixture {
 protected:
-    void SetUp() override {
-        const char* home = std::getenv("HOME");
-        hadHome_ = home != nullptr;
-        if (hadHome_) savedHome_ = home;
-        setenv("HOME", home_.Path().c_str(), 1);
-        ASSERT_TRUE(host_.Load()) << host_.Error();
-    }
-    void TearDown() override {
-        EXPECT_TRUE(host_.Faults().empty()) << host_.Faults().front();
-        if (hadHome_) {
-            setenv("HOME", savedHome_.c_str(), 1);
-        } else {
-            unsetenv("HOME");
-        }
-    }
-
-    ZYNEobject NewBridge() {
-        ZYNEobject bridge = host_.NewInstance("PluginBridge");
-        EXPECT_NE(bridge, nullptr);
-        return bridge;
-    }
-    bool Load(ZYNEobject bridge, const std::string& path) {
-        ZYNEobject item = host_.NewFolderItem(path);
-        const bool loaded = host_.Call<bool>(bridge, "LoadPlugin", item);
-        host_.Unlock(item);
-        return loaded;
-    }
     long Count(ZYNEobject bridge) { return host_.Get<long>(bridge, "Count"); }
     std::string Text(ZYNEstring text) {
         std::string copy = ReferenceHost::Text(text);
@@ -240,18 +136,6 @@ protected:
         return seen;
     }
 
-    std::string DataFolder() const { return home_ / ".tmpZQData"; }
-    std::string OneGuestContainer() {
-        return MakeContainer(files_ / "One.zqx", {"One", {LOADER_GUEST_ONE}, {}, {}});
-    }
-
-    TempFolder home_;
-    TempFolder files_;
-    ReferenceHost host_;
-
-private:
-    std::string savedHome_;
-    bool hadHome_ = false;
 };
 
 // ----- Telling files apart ----------------------------------------------------------------

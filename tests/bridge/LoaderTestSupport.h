@@ -5,7 +5,6 @@
 #define ZYNE_TESTS_BRIDGE_LOADER_TEST_SUPPORT_H
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -21,33 +20,15 @@
 
 #include <gtest/gtest.h>
 
+#include "../support/RunProgram.h"
+#include "../support/TempHome.h"
 #include "ReferenceHost.h"
-
-extern char** environ;
 
 namespace loadertest {
 
 namespace fs = std::filesystem;
 
-class TempFolder {
-public:
-    TempFolder() {
-        char pattern[] = "/tmp/LoaderSafety.XXXXXX";
-        const char* made = mkdtemp(pattern);
-        path_ = made != nullptr ? made : "";
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        if (!path_.empty()) fs::remove_all(path_, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& Path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+using testsupport::TempFolder;
 
 inline std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -83,23 +64,9 @@ inline bool HeldLocked(const std::string& path) {
     return locked;
 }
 
-// Runs a program with its output discarded; its exit status, or -1.
-inline int RunProgram(const std::vector<std::string>& arguments) {
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return -1;
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-    return WEXITSTATUS(status);
+// Runs a program (its path first) with its output discarded; its exit status, or -1.
+inline int RunProgram(const std::vector<std::string>& command) {
+    return testsupport::RunProgram(command).status;
 }
 
 // A container "One.zqx" in `folder` whose family "One" holds the guest `library` for Linux.
@@ -137,20 +104,9 @@ public:
 // The real bridge in the reference host, with HOME pointing at a private folder.
 class HostFixture : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const char* home = std::getenv("HOME");
-        hadHome_ = home != nullptr;
-        if (hadHome_) savedHome_ = home;
-        setenv("HOME", home_.Path().c_str(), 1);
-        ASSERT_TRUE(host_.Load()) << host_.Error();
-    }
+    void SetUp() override { ASSERT_TRUE(host_.Load()) << host_.Error(); }
     void TearDown() override {
         EXPECT_TRUE(host_.Faults().empty()) << host_.Faults().front();
-        if (hadHome_) {
-            setenv("HOME", savedHome_.c_str(), 1);
-        } else {
-            unsetenv("HOME");
-        }
     }
 
     ZYNEobject NewBridge() {
@@ -179,13 +135,9 @@ protected:
     }
     std::string OneGuestContainer() { return MakeOneGuestContainer(files_, LOADER_GUEST_ONE); }
 
-    TempFolder home_;
+    testsupport::PrivateHome home_;
     TempFolder files_;
     zyne::host::ReferenceHost host_;
-
-private:
-    std::string savedHome_;
-    bool hadHome_ = false;
 };
 
 }  // namespace loadertest

@@ -7,11 +7,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -23,11 +20,10 @@
 #include <thread>
 #include <vector>
 
+#include "../support/RunProgram.h"
 #include "encodings/Encodings.h"
 #include "streams/FileHandle.h"
 #include "virtualvolume/VHFSVolume.h"
-
-extern char** environ;
 
 namespace {
 
@@ -91,61 +87,15 @@ protected:
     // Runs zqx with `args`; `env` adds variables; standard input from `input` when set.
     Result Zqx(const std::vector<std::string>& args, const std::vector<std::string>& env = {},
                const std::string* input = nullptr) {
-        static int counter = 0;
-        const std::string outPath = P(".out" + std::to_string(counter));
-        const std::string errPath = P(".err" + std::to_string(counter));
-        const std::string inPath = P(".in" + std::to_string(counter++));
-        WriteFile(inPath, input ? *input : "");
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, inPath.c_str(), O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0644);
-        posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0644);
-        std::vector<std::string> envText;
-        for (char** e = environ; *e; ++e) {
-            const std::string v = *e;
-            if (v.rfind("HOME=", 0) == 0 || v.rfind("SOURCE_DATE_EPOCH=", 0) == 0 ||
-                v.rfind("TMPDIR=", 0) == 0)
-                continue;
-            envText.push_back(v);
-        }
-        envText.push_back("HOME=" + dir);
-        envText.push_back("TMPDIR=" + dir);
-        for (const std::string& v : env) envText.push_back(v);
-        std::vector<char*> envp;
-        for (std::string& v : envText) envp.push_back(v.data());
-        envp.push_back(nullptr);
-        std::vector<std::string> argText{ZQX_BINARY};
-        argText.insert(argText.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (std::string& a : argText) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        pid_t pid = 0;
+        std::vector<std::string> command{ZQX_BINARY};
+        command.insert(command.end(), args.begin(), args.end());
+        testsupport::ProgramRun ran =
+            testsupport::RunProgram(command, {dir, input ? *input : "", env, 30});
+        EXPECT_FALSE(ran.signaled) << "zqx died of a signal";
         Result run;
-        const int rc = posix_spawn(&pid, ZQX_BINARY, &actions, nullptr, argv.data(), envp.data());
-        posix_spawn_file_actions_destroy(&actions);
-        EXPECT_EQ(rc, 0) << "could not start " << ZQX_BINARY;
-        if (rc != 0) return run;
-        int status = 0;
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (waitpid(pid, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                kill(pid, SIGKILL);
-                waitpid(pid, &status, 0);
-                ADD_FAILURE() << "zqx hung and was killed";
-                break;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        if (WIFEXITED(status)) run.status = WEXITSTATUS(status);
-        EXPECT_FALSE(WIFSIGNALED(status)) << "zqx died of signal " << WTERMSIG(status);
-        run.out = ReadFile(outPath);
-        run.err = ReadFile(errPath);
-        unlink(outPath.c_str());
-        unlink(errPath.c_str());
-        unlink(inPath.c_str());
+        run.status = ran.status;
+        run.out = std::move(ran.out);
+        run.err = std::move(ran.err);
         return run;
     }
 

@@ -6,9 +6,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <bit>
@@ -24,13 +21,12 @@
 #include <thread>
 #include <vector>
 
+#include "../support/RunProgram.h"
 #include "ContainerCheck.h"
 #include "VolumeTestSupport.h"
 #include "virtualvolume/UnixFolderItemImpVirtual.h"
 #include "virtualvolume/VFile.h"
 #include "virtualvolume/VHFSVolume.h"
-
-extern char** environ;
 
 namespace hostile {
 
@@ -329,11 +325,7 @@ inline Outcome Exercise(const Bytes& bytes, int budget) {
 
 // ----- zqx as a user runs it -----
 
-struct Run {
-    int status = -1;  // exit status; -1 when killed or died
-    bool signaled = false;
-    std::string out, err;
-};
+using Run = testsupport::ProgramRun;
 
 inline std::string ReadText(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -348,57 +340,9 @@ inline void WriteBytes(const std::string& path, const Bytes& bytes) {
 
 /// Runs zqx with `args`, HOME and TMPDIR set to `home`, killed after `seconds`.
 inline Run Zqx(const std::string& home, const std::vector<std::string>& args, int seconds = 20) {
-    static int counter = 0;
-    const std::string outPath = home + "/.out" + std::to_string(counter);
-    const std::string errPath = home + "/.err" + std::to_string(counter++);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                     0644);
-    std::vector<std::string> envText;
-    for (char** e = environ; *e; ++e) {
-        const std::string v = *e;
-        if (v.rfind("HOME=", 0) != 0 && v.rfind("TMPDIR=", 0) != 0) envText.push_back(v);
-    }
-    envText.push_back("HOME=" + home);
-    envText.push_back("TMPDIR=" + home);
-    std::vector<char*> envp;
-    for (std::string& v : envText) envp.push_back(v.data());
-    envp.push_back(nullptr);
-    std::vector<std::string> argText{ZQX_BINARY};
-    argText.insert(argText.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& a : argText) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    Run run;
-    pid_t pid = 0;
-    const int rc = posix_spawn(&pid, ZQX_BINARY, &actions, nullptr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0) {
-        ADD_FAILURE() << "could not start " << ZQX_BINARY;
-        return run;
-    }
-    int status = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (waitpid(pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-            ADD_FAILURE() << "zqx hung and was killed";
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    if (WIFEXITED(status)) run.status = WEXITSTATUS(status);
-    run.signaled = WIFSIGNALED(status);
-    run.out = ReadText(outPath);
-    run.err = ReadText(errPath);
-    unlink(outPath.c_str());
-    unlink(errPath.c_str());
-    return run;
+    std::vector<std::string> command{ZQX_BINARY};
+    command.insert(command.end(), args.begin(), args.end());
+    return testsupport::RunProgram(command, {home, "", {}, seconds});
 }
 
 }  // namespace hostile
