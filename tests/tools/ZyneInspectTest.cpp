@@ -24,6 +24,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "../support/Sanitized.h"
 #include "Inspect.h"
 
 #ifdef INSPECT_HAVE_PNG
@@ -83,6 +84,14 @@ protected:
             const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
             dup2(o, 1);
             dup2(e, 2);
+            if (ZYNE_SANITIZED) {
+                // A crashing guest must die of its signal, as it does outside the
+                // sanitizer, not turn into the sanitizer's report.
+                const char* options = std::getenv("ASAN_OPTIONS");
+                const std::string all =
+                    std::string(options != nullptr ? options : "") + ":handle_segv=0";
+                setenv("ASAN_OPTIONS", all.c_str(), 1);
+            }
             std::vector<char*> argv;
             argv.push_back(const_cast<char*>(INSPECT_BINARY));
             for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
