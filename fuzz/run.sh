@@ -33,9 +33,10 @@ done
 
 command -v clang++ >/dev/null || { echo "run.sh: clang++ not found (install clang and libclang-rt-14-dev)" >&2; exit 2; }
 
+mkdir -p "$build"
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DZYNE_FUZZ=ON \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$build.configure.log" 2>&1 ||
-    { cat "$build.configure.log" >&2; echo "run.sh: configure failed" >&2; exit 1; }
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$build/configure.log" 2>&1 ||
+    { cat "$build/configure.log" >&2; echo "run.sh: configure failed" >&2; exit 1; }
 build_targets=()
 for t in "${targets[@]}"; do build_targets+=("${t}_fuzzer"); done
 ninja -C "$build" -j "${ZYNE_FUZZ_JOBS:-2}" "${build_targets[@]}" >&2 ||
