@@ -137,14 +137,14 @@ TEST(ZQToolbox, SetOffsetAndPointInRect) {
     }
 }
 
-TEST(ZQToolbox, InsetRect) {
+TEST(ZQToolbox, InsetAndSectRect) {
     // clang-format off
     const struct {
         Rect r;
         short dh;
         short dv;
         Rect expected;
-    } cases[] = {
+    } insets[] = {
         {{0, 0, 10, 10}, 6, 6, {0, 0, 0, 0}},       // crossed over: all zero
         {{0, 0, 10, 10}, 5, 5, {5, 5, 5, 5}},       // meeting is not crossing
         {{0, 0, 10, 10}, 2, 3, {3, 2, 7, 8}},
@@ -152,21 +152,19 @@ TEST(ZQToolbox, InsetRect) {
         {{0, 0, 10, 10}, 0, 6, {0, 0, 0, 0}},       // one direction is enough
     };
     // clang-format on
-    for (const auto& c : cases) {
+    for (const auto& c : insets) {
         Rect r = c.r;
         ZQ::InsetRect(&r, c.dh, c.dv);
         EXPECT_TRUE(ZQ::EqualRect(&r, &c.expected)) << c.dh << "," << c.dv;
     }
-}
 
-TEST(ZQToolbox, SectRect) {
     const Rect a = {0, 0, 10, 10};
     // clang-format off
     const struct {
         Rect b;
         bool overlaps;
         Rect expected;
-    } cases[] = {
+    } sects[] = {
         {{5, 5, 15, 15}, true, {5, 5, 10, 10}},
         {{2, 3, 4, 5}, true, {2, 3, 4, 5}},          // inside
         {{10, 0, 20, 10}, false, {0, 0, 0, 0}},      // touching below
@@ -175,7 +173,7 @@ TEST(ZQToolbox, SectRect) {
         {{20, 20, 30, 30}, false, {0, 0, 0, 0}},
     };
     // clang-format on
-    for (const auto& c : cases) {
+    for (const auto& c : sects) {
         Rect out = {7, 7, 7, 7};
         EXPECT_EQ(ZQ::SectRect(&a, &c.b, &out), c.overlaps);
         EXPECT_TRUE(ZQ::EqualRect(&out, &c.expected)) << c.b.top << "," << c.b.left;

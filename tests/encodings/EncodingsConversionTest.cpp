@@ -15,8 +15,8 @@
 #include <gtest/gtest.h>
 
 #include "core/string.h"
-#include "support/TextHelpers.h"
 #include "encodings/Encodings.h"
+#include "support/TextHelpers.h"
 
 namespace {
 long gIconvOpens = 0;  // calls of iconv_open, successful or not
@@ -34,6 +34,7 @@ extern "C" iconv_t iconv_open(const char* toName, const char* fromName) {
 namespace {
 
 TEST(EncodingTables, IconvNames) {
+    // One row per kind of entry: the table's rows themselves are data.
     struct Case {
         uint32_t encoding;
         const char* name;  // null: no name
@@ -42,23 +43,17 @@ TEST(EncodingTables, IconvNames) {
         {29, "MACUK"},
         {0x100, "UTF-16"},
         {527, "ISO_8859-15:1998"},
-        {1057, "CP936"},
         {1585, "CP936"},
-        {1056, "CP932"},
         {2561, "CP932"},
         {2562, "KOI8_R"},
         {3073, "CP037"},
-        {3074, "CP037"},
         {0x600, "US-ASCII"},
         {0x08000100, "UTF-8"},
         {0x0C000100, "UTF-32"},
-        {0x0D000100, "UTF-32LE"},
-        {0x0E000100, "UTF-32BE"},
         {0x10000100, "UTF-16BE"},
         {0x14000100, "UTF-16LE"},
         {0xFFFF, "UTF-8"},
         {1, nullptr},
-        {512, nullptr},
         {1300, nullptr},
         {0x0F000100, nullptr},
     };
@@ -131,16 +126,8 @@ TEST(ConvertEncoding, ThroughIconv) {
         {"UTF-8 to MacRoman", Tagged("\xC3\xA9", kEncodingUTF8), kEncodingMacRoman, "\x8E"},
         {"UTF-8 to Latin-1", Tagged("\xC3\xA9", kEncodingUTF8), 513, "\xE9"},
         {"UTF-16BE to UTF-8", Tagged("\0A\0\xE9", kEncodingUTF16BE, 4), kEncodingUTF8, "A\xC3\xA9"},
-        {"bad bytes become ?",
-         Tagged("a\xFF\xFE"
-                "b",
-                kEncodingUTF8),
-         513, "a??b"},
-        {"unrepresentable",
-         Tagged("\xE2\x82\xAC"
-                "x",
-                kEncodingUTF8),
-         513, "???x"},
+        {"bad bytes become ?", Tagged("a\xFF\xFE\x62", kEncodingUTF8), 513, "a??b"},
+        {"unrepresentable", Tagged("\xE2\x82\xACx", kEncodingUTF8), 513, "???x"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -198,13 +198,11 @@ TEST(UTF8, CharacterCaseMapping) {
         unsigned long upper;
         unsigned long lower;
     } cases[] = {
+        // Letters with two partners and the mapping of every row are CaseTableTest's.
         {'a', 'A', 'a'},
-        {'A', 'A', 'a'},
         {'1', '1', '1'},
         {0xFF41, 0xFF21, 0xFF41},     // full-width a
-        {0xFF3A, 0xFF3A, 0xFF5A},     // full-width Z
         {0x1F600, 0x1F600, 0x1F600},  // beyond the table
-        {0x212A, 0x212A, 'k'},        // the Kelvin sign folds down (k up: CaseTableTest)
         {0x3BC, 0x39C, 0x3BC},        // mu
         // Lower-case letters whose capital maps down to another letter have no row.
         {0xB5, 0xB5, 0xB5},           // micro sign
@@ -212,16 +210,9 @@ TEST(UTF8, CharacterCaseMapping) {
         {0x17F, 0x17F, 0x17F},        // long s
         {0x131, 0x131, 0x131},        // dotless i
         {0x3B9, 0x399, 0x3B9},        // iota to capital iota, not to ypogegrammeni
-        {0x130, 0x130, 'i'},          // capital I with dot
         {0xDF, 0x1E9E, 0xDF},         // sharp s and capital sharp s
         {0x1E9E, 0x1E9E, 0xDF},
-        {0x1C5, 0x1C5, 0x1C6},        // title-case dz with caron
-        {0x3B1, 0x391, 0x3B1},        // Greek alpha
-        {0x3AC, 0x386, 0x3AC},        // alpha with tonos
-        {0x436, 0x416, 0x436},        // Cyrillic zhe
-        {0x450, 0x400, 0x450},        // ie with grave
         {0x1C80, 0x1C80, 0x1C80},     // rounded ve: its capital is ve's
-        {0x561, 0x531, 0x561},        // Armenian ayb
         {0x10D0, 0x1C90, 0x10D0},     // Georgian an (Mkhedruli) and Mtavruli an
         {0x10A0, 0x10A0, 0x2D00},     // Asomtavruli an and Nuskhuri an
         {0xAB70, 0x13A0, 0xAB70},     // Cherokee: the lower case has the higher code point

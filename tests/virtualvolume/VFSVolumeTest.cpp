@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
 
 #include "VolumeTestSupport.h"
@@ -64,16 +63,14 @@ Bytes Pattern(size_t n) {
     return b;
 }
 
-TEST_F(VFSVolumeTest, NewVolumeIsExactlyTheFortyEightBytes) {
+TEST_F(VFSVolumeTest, ANewVolumeIsFortyEightBytesAndItsFirstFileA1024ByteBlock) {
     ByteBuilder expected;
     expected.Raw("VFSv", 4), expected.Be32(3);
     const Bytes header = Header(1, 0, 40.0, 0.0);
     expected.Raw(header.data(), header.size());
     expected.Be32(2), expected.Be32(0), expected.Raw("BlkE", 4);
     EXPECT_EQ(AllBytes(*stream), expected.bytes);
-}
 
-TEST_F(VFSVolumeTest, FirstFileLandsAtFortyEightInA1024ByteBlock) {
     EXPECT_EQ(volume->CreateFile(), 2u);
     const Bytes bytes = AllBytes(*stream);
     ASSERT_EQ(bytes.size(), 48u + 1024u);
@@ -268,18 +265,16 @@ TEST(VFSVolumeOpen, VersionAboveThreeIsRefusedAndAnOwnedStreamDestroyed) {
     EXPECT_EQ(volume.CreateFile(), 0u);
 }
 
-// A version 3 volume: file 1 in a block of `size1` bytes at 8 holding the counter, the map
-// length `mapLength` and the bytes `map`; then file 2 in a block of `size2` bytes (declared;
-// 1024 are there) whose nextBlock is `next2`.
-Bytes SmallVolume(double size1, double size2, double next2, uint32_t mapLength = 0,
-                  const Bytes& map = {}) {
+// A version 3 volume: file 1 in a block of `size1` bytes at 8 holding the counter; then file
+// 2 in a block of `size2` bytes (declared; 1024 are there) whose nextBlock is `next2`.
+// Other damage, and boundedness under every damaged byte, are the hostile tests'.
+Bytes SmallVolume(double size1, double size2, double next2) {
     ByteBuilder b;
     b.Raw("VFSv", 4), b.Be32(3);
     Bytes h = Header(1, 0, size1, 0.0);
     b.Raw(h.data(), h.size());
-    b.Be32(3), b.Be32(mapLength);
-    b.Raw(map.data(), map.size());
-    b.Zeros(static_cast<size_t>(size1 > 40 && size1 < 4096 ? size1 - 40 : 0) - map.size());
+    b.Be32(3), b.Be32(0);
+    b.Zeros(static_cast<size_t>(size1 > 40 && size1 < 4096 ? size1 - 40 : 0));
     b.Raw("BlkE", 4);
     h = Header(2, 0, size2, next2);
     b.Raw(h.data(), h.size());
@@ -288,7 +283,7 @@ Bytes SmallVolume(double size1, double size2, double next2, uint32_t mapLength =
     return b.bytes;
 }
 
-TEST(VFSVolumeOpen, DamagedVolumesAreRefusedOrBounded) {
+TEST(VFSVolumeOpen, DamagedVolumesAreRefusedOrRead) {
     struct Case {
         const char* what;
         Bytes bytes;
@@ -298,21 +293,13 @@ TEST(VFSVolumeOpen, DamagedVolumesAreRefusedOrBounded) {
     };
     Bytes truncated = SmallVolume(40, 1024, 0);
     truncated.resize(truncated.size() - 100);
-    ByteBuilder absurdCount;  // claims 0x7FFFFFFF entries, holds one
-    absurdCount.Raw("BMap", 4), absurdCount.Be32(0x7FFFFFFF);
-    absurdCount.Be32(68), absurdCount.Be32(2), absurdCount.Be32(0);
     const Case cases[] = {
-        {"absurd map count", SmallVolume(60, 1024, 0, 20, absurdCount.bytes), true, 992, false},
         {"sound", SmallVolume(40, 1024, 0), true, 992, false},
         {"first block smaller than its header", SmallVolume(20, 1024, 0), false, -1, false},
         {"first block larger than the stream", SmallVolume(1e9, 1024, 0), false, -1, false},
         {"truncated last block", truncated, true, -1, false},
-        // A loop of blocks with data reads round it until the count is met; seeks and
-        // deletes along it must still end.
+        // A loop of blocks with data reads round it until the count is met.
         {"chain loops onto itself", SmallVolume(40, 1024, 48), true, 5000, true},
-        {"chain points past the end", SmallVolume(40, 1024, 1e6), true, -1, false},
-        {"block size of NaN", SmallVolume(40, std::nan(""), 0), true, -1, false},
-        {"absurd map length", SmallVolume(40, 1024, 0, 0x7FFFFFF0), true, 992, false},
         {"too short for a magic", Bytes{'V', 'F'}, false, -1, false},
     };
     for (const Case& c : cases) {
@@ -326,10 +313,8 @@ TEST(VFSVolumeOpen, DamagedVolumesAreRefusedOrBounded) {
             double n = 5000;
             EXPECT_EQ(volume.ReadFileData(f, &n, buffer.data()), c.readOk) << c.what;
             EXPECT_EQ(n, c.got) << c.what;
-            EXPECT_FALSE(volume.SetFilePosition(f, 1e7)) << c.what;
             volume.CloseFile(f);
         }
-        volume.DeleteFile(2);  // must end
     }
 }
 
