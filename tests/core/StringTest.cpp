@@ -16,21 +16,10 @@
 #include "core/VectorStuff.h"
 #include "core/string.h"
 #include "encodings/Encodings.h"
+#include "support/Sanitized.h"
 #include "support/TextHelpers.h"
 
 using namespace std::string_view_literals;
-
-// The sanitizers' builds report misaligned headers, so they keep to aligned blocks.
-#if defined(__SANITIZE_ADDRESS__)
-#define ZYNE_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZYNE_SANITIZED 1
-#endif
-#endif
-#ifndef ZYNE_SANITIZED
-#define ZYNE_SANITIZED 0
-#endif
 
 namespace {
 
