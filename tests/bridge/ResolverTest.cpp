@@ -1,13 +1,10 @@
 // ResolverTest.cpp - the resolver the bridge hands to guests: its table of answers, the
 // registration captures, class references and design-time instances, the property and
-// method services, database conversion and the control placeholders. The database dialog
-// delegate is DatabaseSurfaceTest's, through a real guest.
+// method services and database conversion. The control services are ControlInstanceTest's
+// and the database dialog delegate DatabaseSurfaceTest's.
 //
-// Unit tests drive a fresh copy of the bridge per test (the resolver probe, built from
-// the static objects and unloaded afterwards) against the reference host, without loading
-// the real bridge. The end-to-end tests load the real bridge and a purpose-built guest
-// that asks its resolver for names from inside its entry point and reports what it got
-// through a service the test provides.
+// Unit tests drive a fresh copy of the bridge per test (the resolver probe); the end-to-end
+// test loads the real bridge and a guest that reports what its resolver answered.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -90,15 +87,14 @@ struct RoutineCall {
     ZYNEobject object = nullptr;
     long param = 0;
     long value = 0;
-    int calls = 0;
 };
 RoutineCall gComputedGet, gComputedSet;
 long ComputedGet(ZYNEobject object, long param) {
-    gComputedGet = {object, param, 0, gComputedGet.calls + 1};
+    gComputedGet = {object, param, 0};
     return 1000 + param;
 }
 void ComputedSet(ZYNEobject object, long param, long value) {
-    gComputedSet = {object, param, value, gComputedSet.calls + 1};
+    gComputedSet = {object, param, value};
 }
 
 long AddInteger(ZYNEobject, long) {
@@ -334,14 +330,10 @@ TEST_F(ResolverTest, PassesOtherNamesToTheHostUnchanged) {
     // The guests' resolver asks the host's own resolver.
     EXPECT_EQ(Guest("ZYNEBuildString"), host.Lookup("ZYNEBuildString"));
     EXPECT_EQ(Guest("NoSuchService"), nullptr);
-}
-
-TEST_F(ResolverTest, ResolverPPCIsTheGuestsOwnResolver) {
+    // ResolverPPC is the guests' own resolver, so its answers are intercepted all the same.
     void* ppc = Guest("ResolverPPC");
     ASSERT_EQ(ppc, probe.guestResolver());
-    // Resolving through it is intercepted all the same.
     EXPECT_EQ(As<ZYNEResolver>(ppc)("PluginRegisterClass"), Guest("PluginRegisterClass"));
-    EXPECT_EQ(As<ZYNEResolver>(ppc)("ZYNEGetControlGraphics"), nullptr);
 }
 
 TEST_F(ResolverTest, DesignTimeAnswersAndTheHostSetDefaults) {
@@ -371,23 +363,6 @@ TEST_F(ResolverTest, DesignTimeAnswersAndTheHostSetDefaults) {
     host.CallGlobal<void>("PluginBridgeSetDefaultFontAndSize", static_cast<ZYNEstring>(nullptr),
                           0L);
     host.Unlock(font);
-}
-
-TEST_F(ResolverTest, ControlServicesGiveHarmlessAnswersUntilControlsExist) {
-    ZYNEobject anything = Own(host.NewInstance("PluginClassInstance"));
-    ZYNERect bounds{5, 6, 7, 8};
-    Service<void (*)(ZYNEobject, ZYNERect*)>("GetControlBounds")(anything, &bounds);
-    EXPECT_EQ(bounds.top | bounds.left | bounds.bottom | bounds.right, 0);
-    Service<void (*)(ZYNEobject, ZYNERect*)>("GetControlBounds")(anything, nullptr);
-    EXPECT_EQ(Service<long (*)(ZYNEobject, long)>("ctlPosGetter")(anything, 2), 0);
-    Service<void (*)(ZYNEobject, long, long)>("ctlPosSetter")(anything, 2, 40);
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject)>("GetControlVisible")(anything), 0);
-    Service<void (*)(ZYNEobject, unsigned long)>("SetControlVisible")(anything, 1);
-    EXPECT_EQ(Service<unsigned char (*)(ZYNEobject)>("ZYNEGetControlEnabled")(anything), 0);
-    Service<void (*)(ZYNEobject, long, unsigned char)>("controlEnabledSetter")(anything, 0, 1);
-    EXPECT_EQ(Service<void* (*)(ZYNEobject)>("ZYNEGetControlHandle")(anything), nullptr);
-    EXPECT_EQ(Service<ZYNEobject (*)(ZYNEobject)>("getControlWindow")(anything), nullptr);
-    EXPECT_TRUE(host.Log().empty()) << host.Log().front();
 }
 
 // ----- Captures --------------------------------------------------------------------------------
@@ -446,11 +421,13 @@ TEST_F(ResolverTest, EachCaptureAppendsToItsOwnListOnly) {
     EXPECT_TRUE(host.Log().empty()) << "captures never reach the host: " << host.Log().front();
 }
 
-TEST_F(ResolverTest, RegistrationsOutsideALoadRecordNothing) {
+TEST_F(ResolverTest, NullRecordsAndRegistrationsOutsideALoadRecordNothing) {
     ZYNEclassDefinition late{};
     late.name = "Late";
     long something = 0;
     record = probe.beginLoad();
+    for (const CaptureCase& capture : kRecordCaptures)
+        EXPECT_EQ(Service<long (*)(void*)>(capture.name)(nullptr), 0) << capture.name;
     probe.endLoad();  // the load is over: the guest registers too late
     for (const CaptureCase& capture : kRecordCaptures) {
         void* item = capture.list == kClasses ? static_cast<void*>(&late) : &something;
@@ -463,13 +440,6 @@ TEST_F(ResolverTest, RegistrationsOutsideALoadRecordNothing) {
     // Unknown as a guest class: its reference is the host's answer.
     EXPECT_EQ(Service<ObjectTypeFn>("pluginObjectType")("Late"), nullptr);
     EXPECT_EQ(HostCalls("pluginObjectType"), 1u);
-}
-
-TEST_F(ResolverTest, NullRecordsAreNotCaptured) {
-    record = probe.beginLoad();
-    for (const CaptureCase& capture : kRecordCaptures)
-        EXPECT_EQ(Service<long (*)(void*)>(capture.name)(nullptr), 0) << capture.name;
-    for (int list = 0; list < 12; ++list) EXPECT_EQ(probe.count(record, list), 0) << list;
 }
 
 TEST_F(ResolverTest, AClassRegisteredAgainBelongsToItsLatestOwner) {
@@ -640,21 +610,7 @@ TEST_F(ResolverTest, StringAndObjectFieldsHoldTheirOwnReference) {
     host.Unlock(second);
 }
 
-TEST_F(ResolverTest, RoutinesGetTheObjectAndTheParameter) {
-    ZYNEobject instance = NewFoo();
-    ASSERT_NE(instance, nullptr);
-    long value = 0;
-    EXPECT_EQ(Service<GetIntFn>("ZYNEGetPropValueInt")(instance, "Computed", &value), 1);
-    EXPECT_EQ(value, 1005);
-    EXPECT_EQ(gComputedGet.object, instance);
-    EXPECT_EQ(gComputedGet.param, 5);
-    EXPECT_EQ(Service<SetIntFn>("ZYNESetPropValueInt")(instance, "Computed", 77), 1);
-    EXPECT_EQ(gComputedSet.object, instance);
-    EXPECT_EQ(gComputedSet.param, 5);
-    EXPECT_EQ(gComputedSet.value, 77);
-}
-
-TEST_F(ResolverTest, MissingRoutinesTypesAndRoomGiveFalseOrTheNextRecord) {
+TEST_F(ResolverTest, RoutinesGetTheParamAndMissingRoutinesTypesOrRoomGiveFalse) {
     ZYNEobject instance = NewFoo();
     ASSERT_NE(instance, nullptr);
     auto getInt = Service<GetIntFn>("ZYNEGetPropValueInt");
@@ -662,6 +618,12 @@ TEST_F(ResolverTest, MissingRoutinesTypesAndRoomGiveFalseOrTheNextRecord) {
     auto getDouble = Service<GetDoubleFn>("ZYNEGetPropValueDouble");
     host.ClearLog();
     long value = 0;
+    EXPECT_EQ(getInt(instance, "Computed", &value), 1);
+    EXPECT_EQ(value, 1005);
+    EXPECT_EQ(setInt(instance, "Computed", 77), 1);
+    EXPECT_EQ(gComputedGet.object, instance);
+    EXPECT_EQ(gComputedSet.object, instance);
+    EXPECT_EQ(gComputedSet.param * 100 + gComputedSet.value, 577);
     EXPECT_EQ(getInt(instance, "Hidden", &value), 0);  // nil getter
     EXPECT_EQ(setInt(instance, "Hidden", 1), 0);       // nil setter
     EXPECT_EQ(getInt(instance, "Far", &value), 0);     // no room in the guest data
@@ -841,7 +803,7 @@ protected:
     ZYNEobject bridge = nullptr;
 };
 
-TEST_F(ResolverGuestTest, AGuestUsesItsResolverWhileItLoads) {
+TEST_F(ResolverGuestTest, AGuestUsesItsResolverWhileItLoadsWithoutTheHostsPropertyServices) {
     ASSERT_TRUE(LoadGuest());
     const std::map<std::string, long> expected = {
         {"graphics service", 0},
@@ -866,12 +828,8 @@ TEST_F(ResolverGuestTest, AGuestUsesItsResolverWhileItLoads) {
     ASSERT_EQ(host.Get<long>(bridge, "DependencyCount"), 2);
     EXPECT_EQ(Dependency(0), "Foo");
     EXPECT_EQ(Dependency(1), "PluginBridge");
-}
-
-TEST_F(ResolverGuestTest, TheDesignTimeInstanceIsAPluginClassInstance) {
-    ASSERT_TRUE(LoadGuest());
-    // The guest's instance came from the host's "PluginNewInstance" as a bridge class, and
-    // its property traffic never reached the host's property services.
+    // The guest's instance came from the host as a bridge class, and its property traffic
+    // never reached the host's property services.
     EXPECT_EQ(host.Count("PluginNewInstance(\"PluginClassInstance\")"), 1u);
     for (const std::string& line : host.Log()) {
         EXPECT_NE(line.rfind("ZYNESetPropValueInt(", 0), 0u) << line;
@@ -879,5 +837,6 @@ TEST_F(ResolverGuestTest, TheDesignTimeInstanceIsAPluginClassInstance) {
     }
     EXPECT_GE(host.Count("RuntimeObjectIsa(ptr, ptr)"), 2u);
 }
+
 
 }  // namespace

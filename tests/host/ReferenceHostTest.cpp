@@ -2,14 +2,10 @@
 // bridge, the service table and its log, strings, objects, class layout and the
 // Call/Get/Set helpers, driven through the services as a plug-in would call them.
 #include <dlfcn.h>
-#include <stdlib.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -208,18 +204,9 @@ TEST_F(ReferenceHostTest, ProvideWithdrawAndTheLookupLog) {
     EXPECT_FALSE(host_->Resolved("ZYNEBuildString"));
 }
 
-TEST_F(ReferenceHostTest, VersionServiceAnswersTheConfiguredVersionOrIsMissing) {
-    for (std::optional<double> version : {std::optional<double>(2023.0), std::optional<double>(5.9),
-                                          std::optional<double>(5.8), std::optional<double>()}) {
-        Start({.version = version});
-        auto service = host_->Service<double (*)()>("ZYNEGetZQVersion");
-        EXPECT_EQ(service != nullptr, version.has_value());
-        if (service != nullptr) {
-            EXPECT_EQ(service(), *version);
-        }
-    }
-    host_->SetVersion(6.0);
-    EXPECT_EQ(host_->Service<double (*)()>("ZYNEGetZQVersion")(), 6.0);
+TEST_F(ReferenceHostTest, VersionServiceAnswersTheSetVersionOrIsMissing) {
+    host_->SetVersion(5.9);
+    EXPECT_EQ(host_->Service<double (*)()>("ZYNEGetZQVersion")(), 5.9);
     host_->SetVersion(std::nullopt);
     EXPECT_FALSE(host_->Offers("ZYNEGetZQVersion"));
 }
@@ -409,20 +396,14 @@ TEST_F(ReferenceHostTest, StringCountsAndAccessServices) {
 }
 
 TEST_F(ReferenceHostTest, StringEncodingIsATagThatIsKept) {
-    auto buildWith =
-        Service<ZYNEstring (*)(const char*, int, unsigned long)>("ZYNEBuildStringWithEncoding");
     auto get = Service<unsigned long (*)(ZYNEstring)>("ZYNEGetStringEncoding");
-    auto set = Service<void (*)(ZYNEstring, unsigned long)>("ZYNESetStringEncoding");
-    ZYNEstring s = buildWith("\xc3\xa9", 2, 0x08000100);
+    ZYNEstring s = Service<ZYNEstring (*)(const char*, int, unsigned long)>(
+        "ZYNEBuildStringWithEncoding")("\xc3\xa9", 2, 0x08000100);
     EXPECT_EQ(get(s), 0x08000100ul);
-    set(s, 0x0600);
+    Service<void (*)(ZYNEstring, unsigned long)>("ZYNESetStringEncoding")(s, 0x0600);
     EXPECT_EQ(get(s), 0x0600ul);
     EXPECT_EQ(ReferenceHost::Text(s), "\xc3\xa9") << "the bytes are not converted";
     EXPECT_EQ(get(nullptr), 0ul);
-    set(nullptr, 1);
-    ZYNEstring tagged = host_->NewString("a", 0x0201);
-    EXPECT_EQ(tagged->hostWord1, 0x0201ul);
-    host_->Unlock(tagged);
     host_->Unlock(s);
 }
 
@@ -466,7 +447,7 @@ protected:
     }
 };
 
-TEST_F(ReferenceHostObjectTest, EveryWayOfCreatingConstructsBaseFirst) {
+TEST_F(ReferenceHostObjectTest, EveryWayOfCreatingConstructsBaseFirstAndUnknownClassesMakeNothing) {
     auto byName = Service<ZYNEobject (*)(const char*)>("PluginNewInstance");
     auto objectType = Service<ZYNEclassRef (*)(const char*)>("pluginObjectType");
     auto byRef = Service<ZYNEobject (*)(ZYNEclassRef)>("CreateInstance");
@@ -489,17 +470,13 @@ TEST_F(ReferenceHostObjectTest, EveryWayOfCreatingConstructsBaseFirst) {
     EXPECT_EQ(host_->InstanceSize("TraceLeaf"), kHeader + 16);
     for (ZYNEobject object : made) host_->Unlock(object);
     EXPECT_EQ(host_->LiveObjects(), 0u);
-}
 
-TEST_F(ReferenceHostObjectTest, UnknownClassesMakeNoObject) {
-    EXPECT_EQ(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")("Nothing"), nullptr);
-    EXPECT_EQ(Service<ZYNEobject (*)(const char*)>("PluginNewInstance")(nullptr), nullptr);
-    EXPECT_EQ(Service<ZYNEclassRef (*)(const char*)>("pluginObjectType")("Nothing"), nullptr);
-    auto byRef = Service<ZYNEobject (*)(ZYNEclassRef)>("CreateInstance");
+    trace.clear();
+    EXPECT_EQ(byName("Nothing"), nullptr);
+    EXPECT_EQ(byName(nullptr), nullptr);
+    EXPECT_EQ(objectType("Nothing"), nullptr);
     EXPECT_EQ(byRef(nullptr), nullptr);
-    EXPECT_EQ(host_->NewInstance("Nothing"), nullptr);
     EXPECT_TRUE(trace.empty());
-
     faultsExpected_ = true;
     int notAClass = 0;
     EXPECT_EQ(byRef(reinterpret_cast<ZYNEclassRef>(&notAClass)), nullptr);

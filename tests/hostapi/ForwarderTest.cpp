@@ -249,31 +249,24 @@ void* FakePutProc(void* array) {
     return array != nullptr ? reinterpret_cast<void*>(&FakeElementPut) : nullptr;
 }
 
-TEST_F(ForwarderTest, ArrayGetWithNullOutputAsksForTheRoutineButDoesNotCallIt) {
+TEST_F(ForwarderTest, ArrayElementRoutinesAreAskedForEachCallAndCalledOnlyWhenUsable) {
     host_->Provide("RuntimeArrayDirectGetGetProc", reinterpret_cast<void*>(&FakeGetProc));
+    host_->Provide("RuntimeArrayDirectGetInsertProc", reinterpret_cast<void*>(&FakePutProc));
     auto get = Entry<void (*)(void*, long, long*)>("ZYNEGetArrayValue",
                                                    "RuntimeArrayDirectGetGetProc", "long");
+    auto insert = Entry<void (*)(void*, long, long)>("ZYNEInsertArrayValue",
+                                                     "RuntimeArrayDirectGetInsertProc", "long");
     int array = 0;
-    get(&array, 3, nullptr);
-    EXPECT_EQ(seen.calls, 1);
+    get(&array, 3, nullptr);  // nowhere to put the value: the routine is not called
+    insert(nullptr, 1, 2);    // the service answers no routine for a null array
+    EXPECT_EQ(seen.calls, 2);
     EXPECT_FALSE(seen.elementRoutineCalled);
-
     long value = 0;
     get(&array, 3, &value);
     EXPECT_EQ(value, 30);
-    EXPECT_EQ(seen.calls, 2);  // the element routine is asked for on every call
-}
-
-TEST_F(ForwarderTest, ArrayPutCallsTheElementRoutineOnlyWhenOneIsGiven) {
-    host_->Provide("RuntimeArrayDirectGetInsertProc", reinterpret_cast<void*>(&FakePutProc));
-    auto insert = Entry<void (*)(void*, long, long)>("ZYNEInsertArrayValue",
-                                                     "RuntimeArrayDirectGetInsertProc", "long");
-    insert(nullptr, 1, 2);  // the service answers no routine for a null array
-    EXPECT_FALSE(seen.elementRoutineCalled);
-    int array = 0;
     insert(&array, 4, 7);
-    EXPECT_TRUE(seen.elementRoutineCalled);
     EXPECT_EQ(seen.wordArgument, 4007);
+    EXPECT_EQ(seen.calls, 4);
 }
 
 // --- Arguments the forwarder rewrites ----------------------------------------------------
@@ -368,17 +361,24 @@ protected:
     ZYNEmoduleDefinition module_{};
 };
 
-TEST_P(VersionAdaptationTest, HostOfExactlyFivePointNineTakesRecordsUnchanged) {
-    Start(5.9);
-    EXPECT_EQ(RegisterWith(kMethods, 2), kMethods);
-    EXPECT_TRUE(host_->Resolved(GetParam()));
-}
-
-TEST_P(VersionAdaptationTest, OlderHostGetsAThreeWordCopy) {
-    for (std::optional<double> version : {std::optional<double>(5.8), std::optional<double>()}) {
-        Start(version);
-        ZYNEmethodDefinition* after = RegisterWith(kMethods, 2);
-        ASSERT_NE(after, kMethods);
+TEST_P(VersionAdaptationTest, OnlyHostsBelowFivePointNineGetAThreeWordCopy) {
+    const struct {
+        std::optional<double> version;
+        long count;
+        bool withdrawn;  // the registration service itself is missing
+        bool copied;
+    } rows[] = {{5.9, 2, false, false},
+                {5.8, 2, false, true},
+                {std::nullopt, 2, false, true},
+                {5.8, 0, false, true},  // an empty list is replaced all the same
+                {5.0, 2, true, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.version.value_or(0.0) * 10 + row.count * 100 + row.withdrawn * 1000);
+        Start(row.version);
+        if (row.withdrawn) host_->Withdraw(GetParam());
+        ZYNEmethodDefinition* after = RegisterWith(kMethods, row.count);
+        EXPECT_EQ(after != kMethods, row.copied);
+        if (!row.copied || row.count == 0 || row.withdrawn) continue;
         auto* converted = reinterpret_cast<ZYNEmethodDefinitionV6*>(after);
         EXPECT_EQ(converted[0].function, kMethods[0].function);
         EXPECT_EQ(converted[0].setter, kMethods[0].setter);
@@ -391,21 +391,9 @@ TEST_P(VersionAdaptationTest, OlderHostGetsAThreeWordCopy) {
             return std::find(log.begin(), log.end(), line) - log.begin();
         };
         EXPECT_LT(at("resolve " + std::string(GetParam()) + " -> found"),
-                  at(version ? "resolve ZYNEGetZQVersion -> found"
-                             : "resolve ZYNEGetZQVersion -> missing"));
-        TearDown();
+                  at(row.version ? "resolve ZYNEGetZQVersion -> found"
+                                 : "resolve ZYNEGetZQVersion -> missing"));
     }
-}
-
-TEST_P(VersionAdaptationTest, EmptyMethodListIsReplacedAllTheSame) {
-    Start(5.8);
-    EXPECT_NE(RegisterWith(kMethods, 0), kMethods);
-}
-
-TEST_P(VersionAdaptationTest, ConversionHappensEvenWithoutTheRegistrationService) {
-    Start(5.0);
-    host_->Withdraw(GetParam());
-    EXPECT_NE(RegisterWith(kMethods, 2), kMethods);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryAdaptedRegistration, VersionAdaptationTest,
@@ -424,13 +412,16 @@ TEST_F(ForwarderTest, RegistrationsWithoutMethodListsAreNeverAdapted) {
 
 // --- Local helpers ------------------------------------------------------------------------
 
-TEST_F(ForwarderTest, StringHelpersAcceptNull) {
+TEST_F(ForwarderTest, StringHelpersReadTheHostLayoutAndAcceptNull) {
     unsigned long length = 99;
     EXPECT_EQ(probe_->getStringContents(nullptr, &length), nullptr);
     EXPECT_EQ(length, 99ul);
     EXPECT_EQ(probe_->stringLength(nullptr), 0);
     EXPECT_STREQ(probe_->stringCString(nullptr), "");
     EXPECT_EQ(probe_->stringPString(nullptr)[0], 0);
+    ZYNEstringStruct noStorage{};
+    EXPECT_STREQ(probe_->getStringContents(&noStorage, &length), "");
+    EXPECT_EQ(length, 0ul);
 
     ZYNEstring text = host_->NewString("hello");
     EXPECT_STREQ(probe_->getStringContents(text, &length), "hello");
@@ -441,7 +432,7 @@ TEST_F(ForwarderTest, StringHelpersAcceptNull) {
     host_->Unlock(text);
 }
 
-TEST_F(ForwarderTest, InstanceDataIsTheObjectPlusTheRecordsOffset) {
+TEST_F(ForwarderTest, InstanceDataIsTheObjectPlusTheRecordsOffsetOrNull) {
     alignas(8) char object[64] = {};
     ZYNEclassDefinition definition{};
     definition.dataOffset = 24;
@@ -450,6 +441,15 @@ TEST_F(ForwarderTest, InstanceDataIsTheObjectPlusTheRecordsOffset) {
     auto* self = reinterpret_cast<ZYNEobject>(object);
     EXPECT_EQ(probe_->getClassData(self, &definition), object + 24);
     EXPECT_EQ(probe_->getControlData(self, &control), object + 28);
+    EXPECT_EQ(probe_->getClassData(self, nullptr), nullptr);
+    EXPECT_EQ(probe_->getClassData(nullptr, &definition), nullptr);
+    EXPECT_EQ(probe_->getControlData(nullptr, nullptr), nullptr);
+    probe_->setClassConsoleSafe(nullptr);
+    // A count with no list converts to a fresh, zeroed block rather than reading null.
+    auto* converted = probe_->convertCurrentMethodsToV6(nullptr, 3);
+    ASSERT_NE(converted, nullptr);
+    EXPECT_EQ(converted[2].declaration, nullptr);
+    std::free(converted);
 }
 
 TEST_F(ForwarderTest, ResolverIsKeptAndForwardedUncached) {
@@ -458,26 +458,6 @@ TEST_F(ForwarderTest, ResolverIsKeptAndForwardedUncached) {
     probe_->hcallResolver("AnyName");
     probe_->hcallResolver("AnyName");
     EXPECT_EQ(host_->Count("resolve AnyName -> missing"), 2u);
-}
-
-TEST_F(ForwarderTest, NullRecordsAndListsAreRefusedQuietly) {
-    // A count with no list converts to a fresh, zeroed block rather than reading null.
-    auto* converted = probe_->convertCurrentMethodsToV6(nullptr, 3);
-    ASSERT_NE(converted, nullptr);
-    EXPECT_EQ(converted[2].declaration, nullptr);
-    std::free(converted);
-
-    ZYNEclassDefinition definition{};
-    alignas(8) char object[16] = {};
-    EXPECT_EQ(probe_->getClassData(reinterpret_cast<ZYNEobject>(object), nullptr), nullptr);
-    EXPECT_EQ(probe_->getClassData(nullptr, &definition), nullptr);
-    EXPECT_EQ(probe_->getControlData(nullptr, nullptr), nullptr);
-    probe_->setClassConsoleSafe(nullptr);
-
-    ZYNEstringStruct noStorage{};
-    unsigned long length = 7;
-    EXPECT_STREQ(probe_->getStringContents(&noStorage, &length), "");
-    EXPECT_EQ(length, 0ul);
 }
 
 // --- The reviewed list of host names ----------------------------------------------------

@@ -197,25 +197,23 @@ const char* const kCapabilities[] = {
     "HasAlterColumnConstraintImplemented", "HasAddColumnImplemented",
 };
 
-TEST_F(DatabaseSurfaceTest, TheGuestsRegistrationsAreCountedAndNamed) {
+TEST_F(DatabaseSurfaceTest, TheGuestsRegistrationsAreCountedAndNamedInUTF8) {
     EXPECT_EQ(host_.Get<long>(definition_, "DatabaseEngineCount"), 2);
     EXPECT_EQ(host_.Get<long>(definition_, "DataSourceCount"), 4);
     EXPECT_EQ(host_.Get<long>(definition_, "DataSourceInterfaceCount"), 1);
-    const char* names[] = {"Full Source", "Bare Source", "Nil Source", "Dialog Source"};
-    for (long i = 0; i < 4; ++i) {
-        ZYNEstring name = host_.Call<ZYNEstring>(Source(i), "Name");
-        ASSERT_NE(name, nullptr);
-        EXPECT_EQ(name->hostWord1, kUTF8) << names[i];
-        EXPECT_EQ(TextOf(name), names[i]);
-    }
     ZYNEobject interface = Held(host_.Call<ZYNEobject>(definition_, "GetDataSourceInterface", 0L));
-    ZYNEstring name = host_.Call<ZYNEstring>(interface, "Name");
-    ASSERT_NE(name, nullptr);
-    EXPECT_EQ(name->hostWord1, kUTF8);
-    EXPECT_EQ(TextOf(name), "Guest Interface");
+    const std::pair<ZYNEobject, const char*> named[] = {
+        {Source(0), "Full Source"}, {Source(1), "Bare Source"},   {Source(2), "Nil Source"},
+        {Source(3), "Dialog Source"}, {interface, "Guest Interface"}};
+    for (const auto& [object, expected] : named) {
+        ZYNEstring name = host_.Call<ZYNEstring>(object, "Name");
+        ASSERT_NE(name, nullptr) << expected;
+        EXPECT_EQ(name->hostWord1, kUTF8) << expected;
+        EXPECT_EQ(TextOf(name), expected);
+    }
 }
 
-TEST_F(DatabaseSurfaceTest, ActionHandsTheBlockToConnectAndAnswersTheHostDatabase) {
+TEST_F(DatabaseSurfaceTest, ActionHandsTheBlockToConnectAndOnlyADatabaseSetsTheEngine) {
     ZYNEobject source = Source(kFull);
     EXPECT_EQ(EngineOf(source), nullptr) << "no engine before a connection";
     host_.ClearLog();
@@ -228,6 +226,15 @@ TEST_F(DatabaseSurfaceTest, ActionHandsTheBlockToConnectAndAnswersTheHostDatabas
     EXPECT_EQ(host_.RefCount(database), 1) << "the database is the caller's";
     // The guest's request reached the host's own service through the bridge.
     EXPECT_EQ(host_.Count("ZYNEdbDatabaseFromDBDatabase(ptr, ptr)"), 1u);
+
+    // The nil source names the full engine while connecting; with no database that counts
+    // for nothing, even after another source connected that engine.
+    ZYNEobject nil = Source(kNil);
+    host_.ClearLog();
+    EXPECT_EQ(Connect(nil, "x"), nullptr);
+    EXPECT_EQ(GuestLines(), std::vector<std::string>{"connect Nil size=1 bytes=\"x\""});
+    EXPECT_EQ(EngineOf(nil), nullptr);
+    EXPECT_NE(EngineOf(source), nullptr);
 }
 
 TEST_F(DatabaseSurfaceTest, GetDatabaseEngineListsTheSupportedTypesKeyFirst) {
@@ -265,19 +272,6 @@ TEST_F(DatabaseSurfaceTest, CapabilitiesFollowTheEngineAndVanishWithoutSupported
     host_.ClearLog();
     host_.Call<void>(bare, "DropTable", bareDb, HeldText("t"));
     EXPECT_TRUE(GuestLines().empty());
-}
-
-TEST_F(DatabaseSurfaceTest, AConnectionThatAnswersNilLeavesTheEngineUnset) {
-    // The nil source names the full engine while connecting; with no database that counts
-    // for nothing, even after another source connected that engine.
-    ZYNEobject full = Source(kFull);
-    ASSERT_NE(Connect(full), nullptr);
-    ZYNEobject nil = Source(kNil);
-    host_.ClearLog();
-    EXPECT_EQ(Connect(nil, "x"), nullptr);
-    EXPECT_EQ(GuestLines(), std::vector<std::string>{"connect Nil size=1 bytes=\"x\""});
-    EXPECT_EQ(EngineOf(nil), nullptr);
-    EXPECT_NE(EngineOf(full), nullptr);
 }
 
 TEST_F(DatabaseSurfaceTest, SchemaOperationsReachTheGuestWithTheirStrings) {
@@ -380,33 +374,21 @@ TEST_F(DatabaseSurfaceTest, SchemaOperationsDoNothingWithoutAGuestDatabase) {
     }
 }
 
-TEST_F(DatabaseSurfaceTest, InstallingTheSameDelegateAgainLocksOnceMoreAndUnlocksOnce) {
-    ZYNEobject delegate = Held(host_.NewInstance("TestDialogDelegate"));
-    ASSERT_NE(delegate, nullptr);
-    InstallDelegate(delegate);
-    EXPECT_EQ(host_.RefCount(delegate), 2);
-    host_.ClearLog();
-    InstallDelegate(delegate);
-    EXPECT_EQ(host_.RefCount(delegate), 2);
-    EXPECT_EQ(Lines("ZYNE"), (std::vector<std::string>{"UnlockObject(ptr)", "LockObject(ptr)"}));
-    InstallDelegate(nullptr);
-    EXPECT_EQ(host_.RefCount(delegate), 1);
-}
-
-TEST_F(DatabaseSurfaceTest, DialogServicesAnswerNothingWithoutADelegate) {
+TEST_F(DatabaseSurfaceTest, DialogServicesAndDesignAddDataSourceReachTheInstalledDelegate) {
     ZYNEobject source = Source(kDialog);
     host_.ClearLog();
     EXPECT_EQ(Connect(source, "abc"), nullptr);
     EXPECT_EQ(GuestLines(), (std::vector<std::string>{"connect Dialog size=3 bytes=\"abc\"",
                                                       "dialog 0", "answer null"}));
-    EXPECT_TRUE(DelegateLines().empty());
     EXPECT_EQ(host_.Count("newMemoryBlock(3)"), 0u) << "no block is made for nobody";
-}
 
-TEST_F(DatabaseSurfaceTest, DialogServicesAndDesignAddDataSourceReachTheDelegate) {
     ZYNEobject delegate = Held(host_.NewInstance("TestDialogDelegate"));
+    ASSERT_NE(delegate, nullptr);
     InstallDelegate(delegate);
-    ZYNEobject source = Source(kDialog);
+    EXPECT_EQ(host_.RefCount(delegate), 2);
+    host_.ClearLog();
+    InstallDelegate(delegate);  // the same again: locked once more, unlocked once
+    EXPECT_EQ(Lines("ZYNE"), (std::vector<std::string>{"UnlockObject(ptr)", "LockObject(ptr)"}));
     host_.ClearLog();
     EXPECT_EQ(Connect(source, std::string("k=\0v", 4)), nullptr);
     EXPECT_EQ(GuestLines(), (std::vector<std::string>{"connect Dialog size=4 bytes=\"k=\\0v\"",
@@ -419,6 +401,8 @@ TEST_F(DatabaseSurfaceTest, DialogServicesAndDesignAddDataSourceReachTheDelegate
                   "AddDatasource \"Display\" \"source-name\" bytes=\"k=\\0v\" tags=0x8000100,0x8000100",
               }));
     EXPECT_EQ(host_.RefCount(delegate), 2) << "still installed";
+    InstallDelegate(nullptr);
+    EXPECT_EQ(host_.RefCount(delegate), 1);
 }
 
 TEST_F(DatabaseSurfaceTest, InterfaceActionCallsTheGuestWithTheInstance) {

@@ -45,18 +45,13 @@ protected:
 };
 
 TEST_F(HostVariantsTest, ValuePropertiesConvertBetweenKinds) {
-    auto integer = [this](long v) {
-        return host_.Service<ZYNEobject (*)(long)>("Int32ToVariant")(v);
+    auto make = [this]<class T>(const char* service, T value) {
+        return host_.Service<ZYNEobject (*)(T)>(service)(value);
     };
-    auto real = [this](double v) {
-        return host_.Service<ZYNEobject (*)(double)>("DoubleToVariant")(v);
-    };
-    auto boolean = [this](unsigned char v) {
-        return host_.Service<ZYNEobject (*)(unsigned char)>("BooleanToVariant")(v);
-    };
-    auto color = [this](long v) {
-        return host_.Service<ZYNEobject (*)(long)>("ColorToVariant")(v);
-    };
+    auto integer = [&](long v) { return make("Int32ToVariant", v); };
+    auto real = [&](double v) { return make("DoubleToVariant", v); };
+    auto boolean = [&](unsigned char v) { return make("BooleanToVariant", v); };
+    auto color = [&](long v) { return make("ColorToVariant", v); };
     auto text = [this](const char* v) {
         ZYNEstring string = host_.NewString(v);
         ZYNEobject variant = host_.Service<ZYNEobject (*)(ZYNEstring)>("StringToVariant")(string);

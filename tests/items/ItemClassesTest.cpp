@@ -80,23 +80,12 @@ ZYNEclassDefinition ClassRecord(long version, unsigned long flags) {
 
 // ----- Probe: records made with the bridge's own code --------------------------------------
 
-struct Probe {
-    void* (*newDefinition)(unsigned);
-    void (*appendItems)(void*, int, long, void*);
-    unsigned (*refCount)(const void*);
-};
-
-const Probe& TheProbe() {
-    static const Probe probe = [] {
-        void* handle = dlopen(ZYNE_BRIDGE_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (handle == nullptr) std::abort();
-        return Probe{
-            reinterpret_cast<void* (*)(unsigned)>(dlsym(handle, "ProbeNewDefinition")),
-            reinterpret_cast<void (*)(void*, int, long, void*)>(dlsym(handle, "ProbeAppendItems")),
-            reinterpret_cast<unsigned (*)(const void*)>(dlsym(handle, "ProbeRefCount")),
-        };
-    }();
-    return probe;
+// Loaded once and never unloaded: the bridge destroys records made with its code.
+template <class F>
+F Probe(const char* name) {
+    static void* handle = dlopen(ZYNE_BRIDGE_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) std::abort();
+    return reinterpret_cast<F>(dlsym(handle, name));
 }
 
 enum Vector { kClasses = 0, kControls = 1, kInterfaces = 2, kStructures = 4, kEnums = 5,
@@ -122,26 +111,29 @@ protected:
     // holding `record`, through the PluginDefinition method `getter`.
     ZYNEobject Item(int which, void* record, const char* getter, long index = 0) {
         if (definition_ == nullptr) {
-            record_ = TheProbe().newDefinition(0);
+            record_ = Probe<void* (*)(unsigned)>("ProbeNewDefinition")(0);
             definition_ = host_.NewInstance("PluginDefinition");
             const ZYNEclassDefinition* cls = host_.ClassOf(definition_);
             *reinterpret_cast<void**>(reinterpret_cast<char*>(definition_) + cls->dataOffset) =
                 record_;
         }
-        TheProbe().appendItems(record_, which, 1, record);
+        Probe<void (*)(void*, int, long, void*)>("ProbeAppendItems")(record_, which, 1, record);
         return Keep(host_.Call<ZYNEobject>(definition_, getter, index));
     }
     ZYNEobject Keep(ZYNEobject object) {
         if (object != nullptr) objects_.push_back(object);
         return object;
     }
-    // A String property answered by a routine: the caller owns the string.
-    std::string Text(ZYNEobject object, const char* property) {
-        ZYNEstring string = host_.Get<ZYNEstring>(object, property);
+    // The text of a string the caller owns ("<nil>" for nil), released.
+    std::string Take(ZYNEstring string) {
         if (string == nullptr) return "<nil>";
         std::string text = ReferenceHost::Text(string);
         host_.Unlock(string);
         return text;
+    }
+    // A String property answered by a routine: the caller owns the string.
+    std::string Text(ZYNEobject object, const char* property) {
+        return Take(host_.Get<ZYNEstring>(object, property));
     }
     // A String property kept as a field: the object keeps its string.
     std::string Field(ZYNEobject object, const char* property) {
@@ -149,11 +141,7 @@ protected:
         return string == nullptr ? "<nil>" : ReferenceHost::Text(string);
     }
     std::string CallText(ZYNEobject object, const char* method, long index) {
-        ZYNEstring string = host_.Call<ZYNEstring>(object, method, index);
-        if (string == nullptr) return "<nil>";
-        std::string text = ReferenceHost::Text(string);
-        host_.Unlock(string);
-        return text;
+        return Take(host_.Call<ZYNEstring>(object, method, index));
     }
     ZYNEobject Child(ZYNEobject object, const char* method, long index) {
         return Keep(host_.Call<ZYNEobject>(object, method, index));
@@ -208,9 +196,10 @@ TEST_F(ItemClassesTest, ClassCountsAndTextsByVersion) {
     }
 }
 
-TEST_F(ItemClassesTest, SharedPropertiesFollowTheMainListOnVersion9) {
+TEST_F(ItemClassesTest, PropertiesWithFlagsScopeAndTheSharedListAfterThemOnVersion9) {
     ZYNEclassDefinition record = ClassRecord(9, 0);
     ZYNEobject c = Item(kClasses, &record, "GetClass");
+    ZYNEobject width = Child(c, "GetProperty", 0);
     ZYNEobject label = Child(c, "GetProperty", 1);
     ZYNEobject shared = Child(c, "GetProperty", 2);
     ASSERT_NE(label, nullptr);
@@ -229,14 +218,6 @@ TEST_F(ItemClassesTest, SharedPropertiesFollowTheMainListOnVersion9) {
     EXPECT_EQ(host_.Get<long>(label, "EnumCount"), 3);
     EXPECT_EQ(CallText(label, "GetEnum", 2), "Blue");
     EXPECT_EQ(CallText(label, "GetEnum", 3), "<nil>");
-}
-
-TEST_F(ItemClassesTest, PropertyFlagsGiveRuntimeOnlyAndScope) {
-    ZYNEclassDefinition record = ClassRecord(9, 0);
-    ZYNEobject c = Item(kClasses, &record, "GetClass");
-    ZYNEobject width = Child(c, "GetProperty", 0);
-    ZYNEobject label = Child(c, "GetProperty", 1);
-    ZYNEobject shared = Child(c, "GetProperty", 2);
     EXPECT_TRUE(host_.Get<bool>(width, "IsRuntimeOnly"));
     EXPECT_FALSE(host_.Get<bool>(label, "IsRuntimeOnly"));
     EXPECT_EQ(Text(width, "Scope"), "Global");
@@ -363,7 +344,7 @@ TEST_F(ItemClassesTest, ModuleListsOnlyWhatItsVersionHas) {
     }
 }
 
-TEST_F(ItemClassesTest, StructuresAndEnumsCopyTheirFields) {
+TEST_F(ItemClassesTest, StructuresEnumsAndInterfaces) {
     ZYNEobject point = Item(kStructures, &gStructures[0], "GetStructure");
     EXPECT_EQ(Field(point, "Name"), "Point");
     EXPECT_EQ(host_.Get<long>(point, "FieldCount"), 2);
@@ -377,9 +358,7 @@ TEST_F(ItemClassesTest, StructuresAndEnumsCopyTheirFields) {
     EXPECT_EQ(host_.Get<long>(direction, "FieldCount"), 2);
     EXPECT_EQ(CallText(direction, "GetField", 0), "x as Integer");
     EXPECT_EQ(Text(direction, "Scope"), "Private");
-}
 
-TEST_F(ItemClassesTest, InterfaceListsItsMethods) {
     ZYNEinterfaceDefinition record = {7, "Printable", gMethods, 2};
     ZYNEobject printable = Item(kInterfaces, &record, "GetInterface");
     EXPECT_EQ(Text(printable, "Name"), "Printable");
@@ -393,10 +372,11 @@ TEST_F(ItemClassesTest, InterfaceListsItsMethods) {
 TEST_F(ItemClassesTest, AViewKeepsItsDefinitionAlive) {
     ZYNEclassDefinition record = ClassRecord(9, 0);
     ZYNEobject c = Item(kClasses, &record, "GetClass");
-    EXPECT_EQ(TheProbe().refCount(record_), 2U) << "one for the definition object, one for the view";
+    auto refCount = Probe<unsigned (*)(const void*)>("ProbeRefCount");
+    EXPECT_EQ(refCount(record_), 2U) << "one for the definition object, one for the view";
     host_.Unlock(definition_);
     definition_ = nullptr;
-    EXPECT_EQ(TheProbe().refCount(record_), 1U);
+    EXPECT_EQ(refCount(record_), 1U);
     EXPECT_EQ(Text(c, "Name"), "Widget") << "the view still reads its record";
 }
 
