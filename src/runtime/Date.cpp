@@ -51,6 +51,15 @@ long ClampField(int64_t value) {
     return static_cast<long>(value);
 }
 
+// field + count for the calendar adders. A sum beyond int64_t stops at its end instead of
+// wrapping to the other side; ClampField brings it into range later either way.
+int64_t AddCount(int64_t field, long count) {
+    int64_t sum = 0;
+    if (__builtin_add_overflow(field, static_cast<int64_t>(count), &sum))
+        return count < 0 ? INT64_MIN : INT64_MAX;
+    return sum;
+}
+
 // Days since 1970-01-01 of a date whose fields are in range, through the date scale.
 int64_t DaysFromCivil(int64_t year, int64_t month, int64_t day) {
     const double value =
@@ -355,17 +364,25 @@ CHANGE_FIELD(SetDay, day, =)
 CHANGE_FIELD(SetHour, hour, =)
 CHANGE_FIELD(SetMinute, minute, =)
 CHANGE_FIELD(SetSecond, second, =)
+#undef CHANGE_FIELD
 
 // --- Arithmetic ----------------------------------------------------------------------------
 
-CHANGE_FIELD(AddYears, year, +=)
-CHANGE_FIELD(AddMonths, month, +=)
-CHANGE_FIELD(AddDays, day, +=)
-#undef CHANGE_FIELD
+// The count is added without overflow.
+#define ADD_TO_FIELD(Method, field)         \
+    void Date::Method(long count) {         \
+        Fields f = GetFields();             \
+        f.field = AddCount(f.field, count); \
+        Apply(f);                           \
+    }
+ADD_TO_FIELD(AddYears, year)
+ADD_TO_FIELD(AddMonths, month)
+ADD_TO_FIELD(AddDays, day)
+#undef ADD_TO_FIELD
 
 void Date::AddMonthsClamped(long months) {
     Fields f = GetFields();
-    const int64_t monthIndex = f.month - 1 + months;
+    const int64_t monthIndex = AddCount(f.month - 1, months);
     f.year += FloorDiv(monthIndex, 12);
     f.month = FloorMod(monthIndex, 12) + 1;
     const int64_t last = DaysInMonth(ClampField(f.year), static_cast<long>(f.month));

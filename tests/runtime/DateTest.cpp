@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -171,6 +172,34 @@ TEST_F(DateUTCTest, CalendarArithmeticCarriesLikeBrokenDownTime) {
         ASSERT_TRUE(date.SetSQLDateTime(c.start));
         (date.*c.op)(c.n);
         EXPECT_EQ(Text(date.SQLDateTime()), c.expected);
+    }
+}
+
+TEST_F(DateUTCTest, HugeCountsGoAsFarAsTheyCanInTheirDirection) {
+    // Counts near the ends of long must not wrap round to the other side.
+    const struct {
+        long year;
+        Op op;
+        long n;
+    } cases[] = {
+        {2026, &Date::AddYears, LONG_MAX},        {2026, &Date::AddMonths, LONG_MAX},
+        {2026, &Date::AddDays, LONG_MAX},         {2026, &Date::AddMonthsClamped, LONG_MAX},
+        {-2026, &Date::AddYears, LONG_MIN},       {2026, &Date::AddMonths, LONG_MIN},
+        {2026, &Date::AddDays, LONG_MIN},         {2026, &Date::AddMonthsClamped, LONG_MIN},
+        {2026, &Date::AddYears, LONG_MAX - 2025}, {-2026, &Date::AddYears, LONG_MIN + 2025},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.year) + " n=" + std::to_string(c.n));
+        Date date(c.year, 12, 31, 12, 0, 0);
+        const double start = date.TotalSeconds();
+        (date.*c.op)(c.n);
+        if (c.n > 0) {
+            EXPECT_GT(date.TotalSeconds(), start);
+            EXPECT_GT(date.Year(), 1000000);
+        } else {
+            EXPECT_LT(date.TotalSeconds(), start);
+            EXPECT_LT(date.Year(), -1000000);
+        }
     }
 }
 
