@@ -108,12 +108,21 @@ struct ZoneInfo {
 // years to the calendar-identical year of 2010 .. 2037 (the zone's current rules carry
 // on); moments before it take the offset of 1902-01-01 12:00 UTC, standard time, for all
 // the years before (the local mean times of the zone database would differ between
-// builds whose time_t is 32 or 64 bits wide).
+// builds whose time_t is 32 or 64 bits wide). Where the C library puts 1902-01-01 in
+// summer time (it does so for every moment before 1970 under a rule string for the
+// southern hemisphere), the zone's standard time as tzset reports it stands in.
 ZoneInfo ZoneAt(int64_t seconds) {
-    int64_t probe = seconds;
     if (seconds < kWindowStart) {
-        probe = kWindowStart + kSecondsPerDay / 2;
-    } else if (seconds >= kWindowEnd) {
+        ZoneInfo zone = ZoneAt(kWindowStart + kSecondsPerDay / 2);
+        if (zone.isDST) {
+            zone.offset = -static_cast<int64_t>(timezone);
+            zone.isDST = false;
+            if (tzname[0] != nullptr) zone.name = tzname[0];
+        }
+        return zone;
+    }
+    int64_t probe = seconds;
+    if (seconds >= kWindowEnd) {
         const int64_t year = CivilFromDays(FloorDiv(seconds, kSecondsPerDay)).year;
         const int64_t firstDay = DaysFromCivil(year, 1, 1);
         int64_t twin = 2037;

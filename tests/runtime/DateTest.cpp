@@ -306,6 +306,25 @@ TEST_P(DateDSTTest, SkippedAndRepeatedWallTimes) {
     EXPECT_EQ(twice.TotalSeconds(), DateScaleValue(2026, 10, 25, 0, 30, 0));
 }
 
+TEST(DateZoneTest, BeforeTheWindowIsStandardTimeInSouthernZonesToo) {
+    // The C library reports this rule string as summer time all through the years before
+    // 1970, 1902-01-01 included; the years before 1902 still get the standard offset.
+    const ZoneGuard zone("AEST-10AEDT,M10.1.0,M4.1.0/3");
+    const struct {
+        long year, month;
+        double offset;
+        const char* name;
+    } cases[] = {{1, 1, 10.0, "AEST"},     {1800, 1, 10.0, "AEST"}, {1901, 7, 10.0, "AEST"},
+                 {1901, 12, 10.0, "AEST"}, {2026, 1, 11.0, "AEDT"}, {2026, 7, 10.0, "AEST"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.year) + "-" + std::to_string(c.month));
+        const Date date(c.year, c.month, 15, 12, 0, 0);
+        EXPECT_EQ(date.GMTOffset(), c.offset);
+        EXPECT_EQ(date.Hour(), 12);
+        EXPECT_EQ(Text(date.Format("%Z")), c.name);
+    }
+}
+
 // --- Fixed offsets -------------------------------------------------------------------------
 
 TEST_F(DateUTCTest, FixedOffsetKeepsTheMomentAndMovesTheFields) {
