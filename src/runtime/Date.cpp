@@ -594,8 +594,10 @@ string Date::Format(const string& pattern) const {
 string Date::SQLDate() const {
     const Fields f = GetFields();
     char text[64];
+    // The sign apart, so that "%04" pads the digits of a year before 1 as well ("-0001").
     const int length =
-        std::snprintf(text, sizeof text, "%04lld-%02lld-%02lld", static_cast<long long>(f.year),
+        std::snprintf(text, sizeof text, "%s%04lld-%02lld-%02lld", f.year < 0 ? "-" : "",
+                      static_cast<long long>(f.year < 0 ? -f.year : f.year),
                       static_cast<long long>(f.month), static_cast<long long>(f.day));
     return string(length > 0 ? text : "");
 }
@@ -603,10 +605,11 @@ string Date::SQLDate() const {
 string Date::SQLDateTime() const {
     const Fields f = GetFields();
     char text[96];
-    std::snprintf(text, sizeof text, "%04lld-%02lld-%02lld %02lld:%02lld:%02lld",
-                  static_cast<long long>(f.year), static_cast<long long>(f.month),
-                  static_cast<long long>(f.day), static_cast<long long>(f.hour),
-                  static_cast<long long>(f.minute), static_cast<long long>(f.second));
+    std::snprintf(text, sizeof text, "%s%04lld-%02lld-%02lld %02lld:%02lld:%02lld",
+                  f.year < 0 ? "-" : "", static_cast<long long>(f.year < 0 ? -f.year : f.year),
+                  static_cast<long long>(f.month), static_cast<long long>(f.day),
+                  static_cast<long long>(f.hour), static_cast<long long>(f.minute),
+                  static_cast<long long>(f.second));
     return string(text);
 }
 

@@ -11,6 +11,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -489,6 +490,22 @@ TEST_F(DateUTCTest, FormatOutputIsBounded) {
     EXPECT_EQ(date.Format(std::string(4096, 'x').c_str()).Length(), 4096U);
     EXPECT_TRUE(date.Format(std::string(4097, 'x').c_str()).IsEmpty());
     EXPECT_TRUE(date.Format(std::string(2000, 'A').insert(0, "%").c_str()).Length() > 0);
+}
+
+TEST_F(DateUTCTest, SQLTextsKeepFourYearDigitsOutsideOneToNineThousand) {
+    const struct {
+        long year;
+        const char* sql;
+    } cases[] = {{0, "0000-03-01 06:07:08"},
+                 {-1, "-0001-03-01 06:07:08"},
+                 {-999, "-0999-03-01 06:07:08"},
+                 {-10000, "-10000-03-01 06:07:08"},
+                 {12345, "12345-03-01 06:07:08"}};
+    for (const auto& c : cases) {
+        const Date date(c.year, 3, 1, 6, 7, 8);
+        EXPECT_EQ(Text(date.SQLDateTime()), c.sql);
+        EXPECT_EQ(Text(date.SQLDate()), std::string(c.sql, std::strlen(c.sql) - 9));
+    }
 }
 
 TEST_F(DateUTCTest, NamedTexts) {
