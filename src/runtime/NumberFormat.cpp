@@ -322,6 +322,8 @@ std::string RenderSection(const Section& s, Decimal d, bool signPlaces, bool neg
             }
             break;
         case Kind::Point:
+            // With no integer placeholder to hold them, the integer digits go here.
+            if (s.intCount == 0) out += intDigits;
             if (pointShown) Append(out, separators.decimalSeparator);
             break;
         case Kind::Group:

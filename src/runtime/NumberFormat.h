@@ -23,7 +23,9 @@
 //            ("#" formats 0 as "", "#.##" formats 0.5 as ".5")
 //   .        the decimal separator (the first one before any exponent; later ones are
 //            literal). It is shown when a fraction digit is shown, or when the section has
-//            no fraction placeholders ("0." gives "5."); "#.##" formats 1 as "1".
+//            no fraction placeholders ("0." gives "5."); "#.##" formats 1 as "1". In a
+//            section without integer placeholders the integer digits stand just before
+//            it (".00" formats 12.5 as "12.50").
 //   ,        thousands grouping when it stands between integer digit placeholders or
 //            between them and the point ("#,##0", "#,#."); grouping is by threes from the
 //            point. Anywhere else "," is a literal comma.

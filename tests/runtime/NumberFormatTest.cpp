@@ -63,7 +63,12 @@ INSTANTIATE_TEST_SUITE_P(Digits, PatternTest, ::testing::Values(
     PatternCase{1234, "0", "1234"},
     PatternCase{1234, "#,#.", "1,234."},
     PatternCase{5551234, "000\\-0000", "555-1234"},
-    PatternCase{5551234, "000-0000", "5551234"}));
+    PatternCase{5551234, "000-0000", "5551234"},
+    // Without integer placeholders the integer digits still show, before the point.
+    PatternCase{12.5, ".00", "12.50"},
+    PatternCase{-1234567.891, ".##", "-1234567.89"},
+    PatternCase{12, ".##", "12"},
+    PatternCase{0.256, ".0%", "25.6%"}));
 
 INSTANTIATE_TEST_SUITE_P(Rounding, PatternTest, ::testing::Values(
     // Halves of the shortest decimal go away from zero, whatever the binary value below.
