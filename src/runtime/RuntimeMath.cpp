@@ -47,7 +47,8 @@ double Pow(double x, double y) {
     // even with a NaN power), which users of power functions rely on.
     if (y == 0 || x == 1) return 1;
     if (std::isnan(x) || std::isnan(y)) return kNaN;
-    if (x < 0 && std::isfinite(y) && std::trunc(y) != y) return kNaN;
+    // The domain error is a finite negative base; pow(-INF, 0.5) is INF.
+    if (x < 0 && std::isfinite(x) && std::isfinite(y) && std::trunc(y) != y) return kNaN;
     return std::pow(x, y);
 }
 

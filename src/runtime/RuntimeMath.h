@@ -32,8 +32,8 @@ double Round(double x);
 /// Square root: Sqrt(-0) is -0, negative x gives NaN, Sqrt(INF) is INF.
 double Sqrt(double x);
 /// x to the power y, by the C99 rules: Pow(x, 0) is 1 for every x (NaN too), Pow(1, y) is
-/// 1 for every y, a negative x with a non-integer y gives NaN, Pow(0, negative) is INF
-/// (-INF for -0 and an odd integer y).
+/// 1 for every y, a finite negative x with a finite non-integer y gives NaN (Pow(-INF, 0.5)
+/// is INF), Pow(0, negative) is INF (-INF for -0 and an odd integer y).
 double Pow(double x, double y);
 /// Natural logarithm: Log(0) is -INF, negative x gives NaN, Log(INF) is INF.
 double Log(double x);

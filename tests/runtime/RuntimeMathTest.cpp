@@ -72,6 +72,9 @@ TEST(RuntimeMath, PowFollowsTheC99Rules) {
     ExpectSame(Pow(-8, 1.0 / 3), kNaN);
     ExpectSame(Pow(-2, 3), -8);
     ExpectSame(Pow(-2, kInf), kInf);
+    ExpectSame(Pow(-kInf, 0.5), kInf);  // an infinite base is no domain error
+    ExpectSame(Pow(-kInf, -0.5), 0);
+    ExpectSame(Pow(-kInf, 3), -kInf);
     ExpectSame(Pow(0, -1), kInf);
     ExpectSame(Pow(-0.0, -1), -kInf);
     ExpectSame(Pow(-0.0, -2), kInf);
