@@ -148,15 +148,16 @@ ZoneInfo ZoneAt(int64_t seconds) {
     return zone;
 }
 
-// Seconds of the date scale as whole POSIX seconds and the fraction left over.
+// Seconds of the date scale as whole POSIX seconds and the fraction left over. The
+// fraction is taken on the date scale itself: the epoch is a whole number of seconds, and
+// near the scale's origin the value holds finer fractions than a POSIX value would.
 void SplitSeconds(double scaleSeconds, int64_t& whole, double& fraction) {
-    double posix =
-        std::isfinite(scaleSeconds) ? scaleSeconds - kDateScalePOSIXEpoch : -kDateScalePOSIXEpoch;
-    if (posix > kSecondsLimit) posix = kSecondsLimit;
-    if (posix < -kSecondsLimit) posix = -kSecondsLimit;
-    const double floored = std::floor(posix);
-    whole = static_cast<int64_t>(floored);
-    fraction = posix - floored;
+    double value = std::isfinite(scaleSeconds) ? scaleSeconds : 0.0;
+    if (value > kDateScalePOSIXEpoch + kSecondsLimit) value = kDateScalePOSIXEpoch + kSecondsLimit;
+    if (value < kDateScalePOSIXEpoch - kSecondsLimit) value = kDateScalePOSIXEpoch - kSecondsLimit;
+    const double floored = std::floor(value);
+    whole = static_cast<int64_t>(floored) - static_cast<int64_t>(kDateScalePOSIXEpoch);
+    fraction = value - floored;
 }
 
 // Text from the C library, tagged UTF-8 as the operating system's texts are.

@@ -129,6 +129,15 @@ TEST_F(DateUTCTest, FractionsOfASecondStayWithFieldSetters) {
     EXPECT_DOUBLE_EQ(date.TotalSeconds(), 5 * 3600 + 0.75);
     date.SetFields(1904, 1, 1, 5, 0, 0);  // all fields: the fraction goes
     EXPECT_EQ(date.TotalSeconds(), 5 * 3600.0);
+    // Near the scale's origin a double holds far finer fractions than near 1970; setting
+    // a field to the value it has keeps every bit of them.
+    for (double value : {0.1, -0.7, 12345.678, 1e-9, -3e9 + 0.25}) {
+        Date same(value);
+        same.SetSecond(same.Second());
+        EXPECT_EQ(same.TotalSeconds(), value) << value;
+        same.AddDays(0);
+        EXPECT_EQ(same.TotalSeconds(), value) << value;
+    }
 }
 
 // --- Normalising arithmetic ----------------------------------------------------------------
