@@ -37,11 +37,17 @@ int64_t DaysFromCivil(int64_t year, int64_t month, int64_t day) {
 
 double DateScaleNow() {
     timeval now{};
+    // Stored before it is returned: on i386 the sum may otherwise come back in an 80-bit
+    // register, and a reading that is not yet rounded to a double can compare later than
+    // one taken after it.
+    volatile double seconds;
     if (gettimeofday(&now, nullptr) == 0) {
-        return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6 +
-               kDateScalePOSIXEpoch;
+        seconds = static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6 +
+                  kDateScalePOSIXEpoch;
+    } else {
+        seconds = static_cast<double>(time(nullptr)) + kDateScalePOSIXEpoch;
     }
-    return static_cast<double>(time(nullptr)) + kDateScalePOSIXEpoch;
+    return seconds;
 }
 
 double DateScaleValue(long year, long month, long day, long hour, long minute, long second) {
