@@ -234,6 +234,25 @@ TEST_F(ZyneInspectTest, InProcessReportsTheSameAsTheChild) {
     EXPECT_EQ(isolated["plugins"], direct["plugins"]);
 }
 
+// A path that is not UTF-8 is a plug-in like any other: reported as loaded, and the JSON
+// document stays valid (such bytes become U+FFFD).
+TEST_F(ZyneInspectTest, FileNamesThatAreNotUtf8StillGiveAReport) {
+    const std::string odd = dir_ + "/T\xff\xfeools.zqx";
+    ASSERT_EQ(std::system(("cp '" + kSamples + "/Tools.zqx' '" + odd + "'").c_str()), 0);
+    for (const bool inProcess : {false, true}) {
+        SCOPED_TRACE(inProcess ? "in process" : "isolated");
+        std::vector<std::string> args = {odd};
+        if (inProcess) args.insert(args.begin(), "--in-process");
+        const json doc = InspectJson(args, 0);
+        ASSERT_TRUE(doc.is_object());
+        EXPECT_EQ(doc["plugins"][0]["status"], "loaded") << doc["plugins"][0].dump();
+        EXPECT_EQ(doc["plugins"][0]["definitions"].size(), 3u);
+        const Result text = Inspect(args);
+        EXPECT_EQ(text.status, 0) << text.err;
+        EXPECT_NE(text.out.find("1 loaded"), std::string::npos) << text.out;
+    }
+}
+
 // --- Checks ----------------------------------------------------------------------------
 
 TEST_F(ZyneInspectTest, CheckNamesEachDeliberateMistake) {

@@ -69,7 +69,10 @@ Json WalkIsolated(const std::string& pluginPath, const WalkOptions& options,
         close(fds[0]);
         std::string text;
         try {
-            text = WalkPlugin(pluginPath, options).dump();
+            // Names need not be UTF-8 (a file name, a guest's strings): such bytes become
+            // U+FFFD rather than the report being lost.
+            text = WalkPlugin(pluginPath, options).dump(-1, ' ', false,
+                                                        Json::error_handler_t::replace);
         } catch (...) {
             _exit(3);
         }

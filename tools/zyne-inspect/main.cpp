@@ -204,7 +204,9 @@ int main(int argc, char** argv) {
             Json{{"files", files.size()},    {"loaded", loaded},     {"definitions", definitions},
                  {"errors", errors},         {"warnings", warnings}, {"notes", notes},
                  {"exit_status", exitStatus}};
-        std::printf("%s\n", doc.dump(2).c_str());
+        // Bytes that are not UTF-8 (in a path, or in the child-less report of one) become
+        // U+FFFD, so that the document stays valid JSON.
+        std::printf("%s\n", doc.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
         std::fprintf(stderr, "zyne-inspect: %s\n", summary.c_str());
         return exitStatus;
     }
