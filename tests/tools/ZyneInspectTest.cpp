@@ -447,6 +447,7 @@ TEST_F(ZyneInspectTest, WhatCannotBeOpenedOrLoadedExitsThree) {
     };
     const Case cases[] = {
         {{dir_ + "/missing.zqx"}, 3, "cannot-open"},
+        {{home_}, 3, "cannot-open (is a directory)"},
         {{"--bridge", dir_ + "/nobridge.so", kSamples + "/Widgets.zqx"}, 3, "nobridge.so"},
         {{kSamples + "/libsample_nomain.so"}, 3, "not-loaded"},
         // Not a container at all: the volume cannot be read, which is a damaged container.

@@ -8,6 +8,7 @@
 // bridge. Whatever the bridge prints while loading goes to standard error, so that standard
 // output carries only the tool's report.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -454,6 +455,13 @@ Json WalkPlugin(const std::string& pluginPath, const WalkOptions& options) {
     if (access(pluginPath.c_str(), R_OK) != 0) {
         report["status"] = kStatusCannotOpen;
         report["error"] = std::strerror(errno);
+        return report;
+    }
+    // A folder passes the access check, and the loader would only answer false.
+    struct stat st {};
+    if (stat(pluginPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+        report["status"] = kStatusCannotOpen;
+        report["error"] = "is a directory";
         return report;
     }
     AddContainerLayout(pluginPath, report);
