@@ -496,6 +496,10 @@ TEST_F(ZqxTest, BadUsageExitsTwo) {
         {"create", P("x.zqx"), P("src"), "--type", "TOOLONG"},
         {"create", P("x.zqx"), P("src"), "--type", "fold"},
         {"create", P("x.zqx"), P("src"), "--mtime", "yesterday"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01junk"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01T"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01T12"},
+        {"mkdir", P("t.zqx"), "docs", "--mtime", "2020-01-01 noon"},
         {"create", P("x.zqx"), P("src"), P("src/sub/../")},  // two members named "src"
         {"list"},
         {"list", P("t.zqx"), "--bogus"},

@@ -290,7 +290,11 @@ bool FixedDate(const std::string& mtimeOption, std::optional<double>* date, std:
                                                  &d, &h, &mi, &s, tail)
                                         : 0;
     const bool tailOK = tail[0] == '\0' || (tail[0] == 'Z' && tail[1] == '\0');
-    if ((got == 3 || got >= 6) && tailOK && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 && h >= 0 &&
+    // A date alone must be all of the text: "2020-01-01junk" or "2020-01-01T12" is no date.
+    int dateEnd = -1;
+    sscanf(t.c_str(), "%*d-%*d-%*d%n", &dateEnd);
+    const bool dateOnly = dateEnd >= 0 && size_t(dateEnd) == t.size();
+    if (((got == 3 && dateOnly) || got >= 6) && tailOK && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 && h >= 0 &&
         h < 24 && mi >= 0 && mi < 60 && s >= 0 && s < 61) {
         *date = DateScaleValue(y, mo, d, h, mi, s);
         return true;
