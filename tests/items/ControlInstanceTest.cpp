@@ -4,7 +4,9 @@
 // assigned through "Prop". The lamp asks its placement through the design-time control
 // services and draws through the host's graphics services, so the canvas shows whether
 // those answered right. The services' failure answers for objects that are not
-// design-time instances are checked against the library's static objects.
+// design-time instances are checked against the library's static objects, and so are
+// instances of guest records the test makes itself (routines missing, odd sizes), with the
+// reference host answering the services and no bridge loaded.
 #include <ftw.h>
 
 #include <cstdio>
@@ -18,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "ReferenceHost.h"
+#include "items/ControlInstance.h"
 #include "items/ControlInstanceServices.h"
 
 namespace {
@@ -317,6 +320,134 @@ TEST(ControlInstanceServicesTest, AnswerFailureForObjectsThatAreNotInstances) {
     }
     // Nothing was written into the object.
     for (unsigned char byte : notAnInstance) ASSERT_EQ(byte, 0xAB);
+}
+
+// ----- Guest records of the test's own ----------------------------------------------------
+//
+// Instances made through the library's own objects, with the reference host answering their
+// services and no bridge loaded, so that a record can hold whatever a guest might hand over.
+
+ZYNEcontrol gRecord;
+ZYNEcontrolBehaviour gBehaviour;
+
+// What the test's behaviour routines saw.
+struct GuestLog {
+    int constructed = 0;
+    int destroyed = 0;
+    int redrawn = 0;
+    int changed = 0;
+    bool listedWhenDestroyed = false;  // the services still knew the instance then
+};
+GuestLog gLog;
+
+void GuestConstructor(ZYNEobject self) {
+    ++gLog.constructed;
+    if (gRecord.dataSize >= static_cast<long>(sizeof(long)))
+        *static_cast<long*>(ZYNEGetControlData(self, &gRecord)) = 7;
+}
+void GuestDestructor(ZYNEobject self) {
+    ++gLog.destroyed;
+    gLog.listedWhenDestroyed = IsDesignTimeControlInstance(self);
+}
+void GuestRedraw(ZYNEobject, ZYNEobject) {
+    ++gLog.redrawn;
+}
+void GuestStateChanged(ZYNEobject, unsigned long) {
+    ++gLog.changed;
+}
+
+ZYNEproperty gFirstWord[] = {
+    {"", "First", "integer", 0, ZYNE_DIRECT_FIELD, ZYNE_DIRECT_FIELD, 0, nullptr, 0, nullptr},
+};
+
+class GuestRecordTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gResolver = ReferenceHost::Resolver();
+        ZYNERegisterClass(&PluginControlInstanceClassDefinition);
+        startObjects_ = host_.LiveObjects();
+        window_ = host_.NewWindow();
+        ResetRecord();
+    }
+    void TearDown() override {
+        host_.Unlock(window_);
+        EXPECT_EQ(host_.LiveObjects(), startObjects_);
+        EXPECT_TRUE(host_.Faults().empty()) << host_.Faults().front();
+        gResolver = nullptr;
+    }
+
+    // A record of every routine, two words of data and a 20 x 10 default size.
+    static void ResetRecord() {
+        gRecord = {};
+        gRecord.version = ZYNE_RECORD_VERSION;
+        gRecord.name = "TestControl";
+        gRecord.dataSize = 2 * sizeof(long);
+        gRecord.defaultWidth = 20;
+        gRecord.defaultHeight = 10;
+        gRecord.properties = gFirstWord;
+        gRecord.propertyCount = 1;
+        gRecord.behaviour = &gBehaviour;
+        gBehaviour = {};
+        gBehaviour.constructor = &GuestConstructor;
+        gBehaviour.destructor = &GuestDestructor;
+        gBehaviour.redraw = &GuestRedraw;
+        gBehaviour.stateChanged = &GuestStateChanged;
+        gLog = {};
+    }
+
+    ZYNEobject Create() { return PluginControlInstanceCreate(&gRecord, nullptr, window_); }
+    ZYNERect Bounds(ZYNEobject instance) {
+        ZYNERect bounds{};
+        DesignControlGetBounds(instance, &bounds);
+        return bounds;
+    }
+
+    ReferenceHost host_;  // answers the library's services; no bridge is loaded
+    ZYNEobject window_ = nullptr;
+    size_t startObjects_ = 0;
+};
+
+// Every routine present runs, the constructor and destructor once each; a missing one is
+// skipped. Once destroyed, the instance is nothing the services know.
+TEST_F(GuestRecordTest, GuestRoutinesRunOnceAndMissingOnesAreSkipped) {
+    const struct {
+        const char* what;
+        long dataSize;
+        bool behaviour;
+        bool routines;
+        int calls;     // expected of each routine
+        long first;    // "First" as read after construction; -1 for none
+    } cases[] = {
+        {"every routine", 2 * sizeof(long), true, true, 1, 7},
+        {"no behaviour record", 2 * sizeof(long), false, true, 0, 0},
+        {"a behaviour of null entries", 2 * sizeof(long), true, false, 0, 0},
+        {"no data", 0, true, true, 1, -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ResetRecord();
+        gRecord.dataSize = c.dataSize;
+        if (!c.behaviour) gRecord.behaviour = nullptr;
+        if (!c.routines) gBehaviour = {};
+        ZYNEobject instance = Create();
+        ASSERT_NE(instance, nullptr);
+        EXPECT_EQ(gLog.constructed, c.calls);
+        ZYNEobject first = PluginControlInstancePropertyValue(instance, "First");
+        EXPECT_EQ(first != nullptr ? host_.VariantInteger(first) : -1, c.first);
+        host_.Unlock(first);
+        ZYNEobject g = host_.NewGraphics(8, 8);
+        host_.Call<void>(instance, "Draw", g);
+        host_.Unlock(g);
+        EXPECT_EQ(gLog.redrawn, c.calls);
+        host_.Call<void>(instance, "Move", 1L, 2L, 3L, 4L);
+        EXPECT_EQ(gLog.changed, c.calls);
+        host_.Unlock(instance);
+        EXPECT_EQ(gLog.destroyed, c.calls);
+        EXPECT_EQ(gLog.listedWhenDestroyed, c.calls > 0);
+        EXPECT_FALSE(IsDesignTimeControlInstance(instance));
+        EXPECT_EQ(DesignControlGetPosition(instance, kControlWidth), 0);
+        EXPECT_EQ(DesignControlGetWindow(instance), nullptr);
+    }
 }
 
 }  // namespace
