@@ -533,6 +533,35 @@ TEST_F(ZqxTest, HelpForTheToolAndEachCommand) {
     }
 }
 
+// Output that can't be written (a full disk) is an error, not a quiet success with the
+// listing or report cut short.
+TEST_F(ZqxTest, FullStandardOutputFails) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src")}).status, 0);
+    const std::vector<std::vector<std::string>> cases = {
+        {"list", P("t.zqx")},
+        {"list", "--json", P("t.zqx")},
+        {"list", "-l", P("t.zqx")},
+        {"check", P("t.zqx")},
+        {"check", "--json", P("t.zqx")},
+        {"extract", "-v", P("t.zqx"), "-C", P("out")},
+        {"list", "--help"},
+    };
+    mkdir(P("out").c_str(), 0755);
+    for (const auto& args : cases) {
+        std::string joined;
+        for (const auto& a : args) joined += a + " ";
+        SCOPED_TRACE(joined);
+        std::vector<std::string> command{"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full",
+                                         ZQX_BINARY};
+        command.insert(command.end(), args.begin(), args.end());
+        const testsupport::ProgramRun r = testsupport::RunProgram(command, {dir, "", {}, 30});
+        EXPECT_EQ(r.status, 1) << r.err;
+        EXPECT_NE(r.err.find("zqx: standard output: No space left on device"), std::string::npos)
+            << r.err;
+    }
+}
+
 TEST_F(ZqxTest, UnreadableContainersAreNamed) {
     WriteFile(P("junk.zqx"), "this is not a container at all");
     Result l = Zqx({"list", P("junk.zqx")});

@@ -2,13 +2,29 @@
 //
 // One subcommand per job (create, list, extract, plugin, check, add, rm, mkdir), each with
 // its own --help. Exit status: 0 success, 1 damaged or unreadable container (or anything
-// skipped), 2 bad usage. Parsing is CLI11's; the work is in Commands.h.
+// skipped, or standard output could not be written), 2 bad usage. Parsing is CLI11's; the
+// work is in Commands.h.
 // Not here: any container access.
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "Commands.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+// `status`, or a failure when what went to standard output could not all be written.
+int Finished(int status) {
+    int failed = 0;
+    if (fflush(stdout) != 0) failed = errno;
+    if (ferror(stdout) && failed == 0) failed = EIO;
+    if (failed == 0) return status;
+    zqx::Error("standard output", strerror(failed));
+    return std::max(status, zqx::kExitFailed);
+}
+
+int Run(int argc, char** argv) {
     using namespace zqx;
     CLI::App app{
         "zqx - create, list, extract and check .zqx plug-in containers.\n"
@@ -124,4 +140,10 @@ int main(int argc, char** argv) {
     if (r->parsed()) return RunRemove(rm);
     if (m->parsed()) return RunMkdir(mkdir);
     return kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return Finished(Run(argc, argv));
 }
