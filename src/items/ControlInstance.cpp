@@ -219,8 +219,9 @@ ZYNEobject PluginControlInstanceCreate(ZYNEcontrol* control, PluginDefinition* o
         if (instance != nullptr) ZYNEUnlockObject(instance);
         return nullptr;
     }
-    placement->width = control->defaultWidth;
-    placement->height = control->defaultHeight;
+    // As Move: a guest's default size below 0 makes a control of no extent.
+    placement->width = control->defaultWidth > 0 ? control->defaultWidth : 0;
+    placement->height = control->defaultHeight > 0 ? control->defaultHeight : 0;
     if (parentWindow != nullptr) {
         ZYNELockObject(parentWindow);
         placement->window = parentWindow;

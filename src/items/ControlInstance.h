@@ -48,9 +48,10 @@ enum ControlPosition : long {
 };
 
 /// A new "PluginControlInstance" of the guest control `control`, placed in `parentWindow`
-/// (may be nil) at (0, 0) with the control's default size, visible and enabled, with its
-/// guest data zeroed and the behaviour's constructor run. Takes one reference on `owner`
-/// (may be null) and one lock on the window. The caller owns the object's one reference.
+/// (may be nil) at (0, 0) with the control's default size (an extent below 0 taken as 0),
+/// visible and enabled, with its guest data zeroed and the behaviour's constructor run.
+/// Takes one reference on `owner` (may be null) and one lock on the window. The caller owns
+/// the object's one reference.
 /// Nil for a null record, a negative data size, a failed allocation or no host object.
 ZYNEobject PluginControlInstanceCreate(ZYNEcontrol* control, PluginDefinition* owner,
                                        ZYNEobject parentWindow);

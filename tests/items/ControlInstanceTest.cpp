@@ -9,6 +9,7 @@
 // reference host answering the services and no bridge loaded.
 #include <ftw.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -447,6 +448,27 @@ TEST_F(GuestRecordTest, GuestRoutinesRunOnceAndMissingOnesAreSkipped) {
         EXPECT_FALSE(IsDesignTimeControlInstance(instance));
         EXPECT_EQ(DesignControlGetPosition(instance, kControlWidth), 0);
         EXPECT_EQ(DesignControlGetWindow(instance), nullptr);
+    }
+}
+
+// A guest's default size below 0 makes a control of no extent, as Move does with one.
+TEST_F(GuestRecordTest, NegativeDefaultSizeMakesAnEmptyControl) {
+    const struct {
+        long width, height;
+        long expectedWidth, expectedHeight;
+    } cases[] = {{-5, 12, 0, 12}, {7, -1, 7, 0}, {LONG_MIN, LONG_MIN, 0, 0}, {0, 0, 0, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height);
+        gRecord.defaultWidth = c.width;
+        gRecord.defaultHeight = c.height;
+        ZYNEobject instance = Create();
+        ASSERT_NE(instance, nullptr);
+        EXPECT_EQ(DesignControlGetPosition(instance, kControlWidth), c.expectedWidth);
+        EXPECT_EQ(DesignControlGetPosition(instance, kControlHeight), c.expectedHeight);
+        const ZYNERect bounds = Bounds(instance);
+        EXPECT_EQ(bounds.right, c.expectedWidth);
+        EXPECT_EQ(bounds.bottom, c.expectedHeight);
+        host_.Unlock(instance);
     }
 }
 
