@@ -73,10 +73,12 @@ protected:
         ASSERT_EQ(std::system(command.c_str()), 0);
     }
 
-    // Runs zyne-inspect with `args`; standard output and error are captured.
-    Result Inspect(const std::vector<std::string>& args) {
+    // Runs zyne-inspect with `args`; standard output and error are captured (standard
+    // output goes to `outPath` instead when one is given).
+    Result Inspect(const std::vector<std::string>& args, const std::string& outPath = "") {
         Result result;
-        const std::string out = dir_ + "/stdout", err = dir_ + "/stderr";
+        const std::string out = outPath.empty() ? dir_ + "/stdout" : outPath;
+        const std::string err = dir_ + "/stderr";
         const auto start = std::chrono::steady_clock::now();
         const pid_t pid = fork();
         if (pid == 0) {
@@ -104,7 +106,7 @@ protected:
         result.seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        result.out = Slurp(out);
+        result.out = outPath.empty() ? Slurp(out) : std::string();
         result.err = Slurp(err);
         return result;
     }
@@ -250,6 +252,18 @@ TEST_F(ZyneInspectTest, FileNamesThatAreNotUtf8StillGiveAReport) {
         const Result text = Inspect(args);
         EXPECT_EQ(text.status, 0) << text.err;
         EXPECT_NE(text.out.find("1 loaded"), std::string::npos) << text.out;
+    }
+}
+
+// A report that can't be written (a full disk) is no success.
+TEST_F(ZyneInspectTest, FullStandardOutputIsAnError) {
+    const std::string widgets = kSamples + "/Widgets.zqx";
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {widgets}, {"--format", "json", widgets}, {"--format", "lines", widgets}, {"--help"}}) {
+        SCOPED_TRACE(args[0]);
+        const Result r = Inspect(args, "/dev/full");
+        EXPECT_EQ(r.status, 3) << r.err;
+        EXPECT_NE(r.err.find("zyne-inspect: standard output: "), std::string::npos) << r.err;
     }
 }
 

@@ -3,8 +3,8 @@
 // Parses the command line (CLI11), walks each plug-in file (in a child process unless
 // --in-process), prints the reports in the chosen format, runs --check and ends with a
 // summary line. Exit status, shared with zqx: 0 clean, 1 findings or a damaged container,
-// 2 bad usage, 3 a file or the bridge cannot be opened or loaded, 4 a guest crashed or
-// hung; with several files the highest applies.
+// 2 bad usage, 3 a file or the bridge cannot be opened or loaded (or the report cannot be
+// written), 4 a guest crashed or hung; with several files the highest applies.
 // Not here: the walk (Walker.cpp), the formats (Render.cpp), the checks (Checks.cpp).
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,6 +52,16 @@ int ReportStatus(const Json& report) {
 
 void Error(const std::string& text) {
     std::fprintf(stderr, "zyne-inspect: %s\n", text.c_str());
+}
+
+// `status`, or "cannot open" when the report could not all be written to standard output.
+int Written(int status) {
+    int failed = 0;
+    if (std::fflush(stdout) != 0) failed = errno;
+    if (std::ferror(stdout) && failed == 0) failed = EIO;
+    if (failed == 0) return status;
+    Error(std::string("standard output: ") + std::strerror(failed));
+    return std::max(status, kExitCannotLoad);
 }
 
 }  // namespace
@@ -102,7 +112,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
-        return app.exit(e);
+        return Written(app.exit(e));
     } catch (const CLI::ParseError& e) {
         app.exit(e);
         return kExitUsage;
@@ -208,7 +218,7 @@ int main(int argc, char** argv) {
         // U+FFFD, so that the document stays valid JSON.
         std::printf("%s\n", doc.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
         std::fprintf(stderr, "zyne-inspect: %s\n", summary.c_str());
-        return exitStatus;
+        return Written(exitStatus);
     }
     for (const Json& report : reports) {
         const std::string text = format == "lines" ? RenderLines(report) : RenderText(report);
@@ -216,5 +226,5 @@ int main(int argc, char** argv) {
     }
     for (const Finding& f : findings) std::printf("%s\n", FormatFinding(f).c_str());
     std::printf("zyne-inspect: %s\n", summary.c_str());
-    return exitStatus;
+    return Written(exitStatus);
 }
