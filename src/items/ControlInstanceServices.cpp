@@ -20,6 +20,14 @@ short Clipped(long value) {
     return static_cast<short>(value);
 }
 
+// The far edge of a coordinate and an extent, clipped as Clipped: a sum past the range of
+// a long is past 16 bits on the same side.
+short ClippedEdge(long start, long extent) {
+    long edge = 0;
+    if (__builtin_add_overflow(start, extent, &edge)) return extent > 0 ? 32767 : -32768;
+    return Clipped(edge);
+}
+
 }  // namespace
 
 void DesignControlGetBounds(ZYNEobject instance, ZYNERect* bounds) {
@@ -29,8 +37,8 @@ void DesignControlGetBounds(ZYNEobject instance, ZYNERect* bounds) {
     if (placement == nullptr) return;
     bounds->left = Clipped(placement->left);
     bounds->top = Clipped(placement->top);
-    bounds->right = Clipped(placement->left + placement->width);
-    bounds->bottom = Clipped(placement->top + placement->height);
+    bounds->right = ClippedEdge(placement->left, placement->width);
+    bounds->bottom = ClippedEdge(placement->top, placement->height);
 }
 
 long DesignControlGetPosition(ZYNEobject instance, long which) {

@@ -472,4 +472,30 @@ TEST_F(GuestRecordTest, NegativeDefaultSizeMakesAnEmptyControl) {
     }
 }
 
+// Right and bottom are clipped to 16 bits as the sum of a coordinate and an extent, however
+// large both are.
+TEST_F(GuestRecordTest, BoundsClipTheEdgesTheyWouldHave) {
+    const struct {
+        long x, y, width, height;
+        ZYNERect expected;  // top, left, bottom, right
+    } cases[] = {
+        {10, 20, 30, 40, {20, 10, 60, 40}},
+        {32000, 0, LONG_MAX, 5, {0, 32000, 5, 32767}},
+        {LONG_MAX, LONG_MAX, LONG_MAX, LONG_MAX, {32767, 32767, 32767, 32767}},
+        {-40000, LONG_MIN, 50000, LONG_MAX, {-32768, -32768, -1, 10000}},
+    };
+    ZYNEobject instance = Create();
+    ASSERT_NE(instance, nullptr);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.x << ", " << c.y << ", " << c.width << ", " << c.height);
+        host_.Call<void>(instance, "Move", c.x, c.y, c.width, c.height);
+        const ZYNERect bounds = Bounds(instance);
+        EXPECT_EQ(bounds.top, c.expected.top);
+        EXPECT_EQ(bounds.left, c.expected.left);
+        EXPECT_EQ(bounds.bottom, c.expected.bottom);
+        EXPECT_EQ(bounds.right, c.expected.right);
+    }
+    host_.Unlock(instance);
+}
+
 }  // namespace
