@@ -486,6 +486,23 @@ TEST_F(ZqxTest, AddMkdirRmChangeTheContainer) {
     EXPECT_EQ(Zqx({"rm", P("t.zqx"), "nothing"}).status, 1);
 }
 
+// A container reached through a symbolic link is changed where it lies; the link stays.
+TEST_F(ZqxTest, EditsThroughASymbolicLinkChangeTheContainerItNames) {
+    MakeTree();
+    mkdir(P("real").c_str(), 0755);
+    ASSERT_EQ(Zqx({"create", P("real/t.zqx"), P("src/a.txt")}).status, 0);
+    ASSERT_EQ(symlink("real/t.zqx", P("link.zqx").c_str()), 0);
+    EXPECT_EQ(Zqx({"mkdir", P("link.zqx"), "docs"}).status, 0);
+    EXPECT_EQ(Zqx({"add", P("link.zqx"), P("src/empty"), "docs"}).status, 0);
+    EXPECT_EQ(Zqx({"rm", P("link.zqx"), "a.txt"}).status, 0);
+    struct stat st {};
+    ASSERT_EQ(lstat(P("link.zqx").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link was replaced by a file";
+    EXPECT_EQ(Zqx({"list", P("real/t.zqx")}).out, "docs/\ndocs/empty\n1 file, 1 folder\n");
+    EXPECT_EQ(Entries(dir), (std::vector<std::string>{"link.zqx", "real", "src"}));
+    EXPECT_EQ(Entries(P("real")), std::vector<std::string>{"t.zqx"});
+}
+
 TEST_F(ZqxTest, BadUsageExitsTwo) {
     MakeTree();
     ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt")}).status, 0);

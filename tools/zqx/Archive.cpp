@@ -16,6 +16,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -210,7 +211,16 @@ bool Archive::OpenForEdit(const std::string& path, std::string* error) {
         }
     }
     mShown = path;
-    if (!mOutput.Begin(path, st.st_mode & 07777, error)) return false;
+    // The changed copy replaces the file itself: through a symbolic link, the file it names
+    // (renaming over the link would leave that file unchanged and the link gone).
+    char* real = realpath(path.c_str(), nullptr);
+    if (!real) {
+        *error = path + ": " + strerror(errno);
+        return false;
+    }
+    const std::string target = real;
+    free(real);
+    if (!mOutput.Begin(target, st.st_mode & 07777, error)) return false;
     const int copy = dup(mOutput.Descriptor());
     if (lseek(fd, 0, SEEK_SET) != 0 || !CopyDescriptor(fd, mOutput.Descriptor()) || copy < 0) {
         *error = path + ": copying it to change it: " + strerror(errno);
