@@ -7,8 +7,10 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -501,6 +503,65 @@ TEST_F(ZqxTest, EditsThroughASymbolicLinkChangeTheContainerItNames) {
     EXPECT_EQ(Zqx({"list", P("real/t.zqx")}).out, "docs/\ndocs/empty\n1 file, 1 folder\n");
     EXPECT_EQ(Entries(dir), (std::vector<std::string>{"link.zqx", "real", "src"}));
     EXPECT_EQ(Entries(P("real")), std::vector<std::string>{"t.zqx"});
+}
+
+// Stopped by a signal while writing, zqx removes its temporary file and dies of the signal:
+// no half-written container or member is left, and a container being changed is as it was.
+TEST_F(ZqxTest, StoppedBySignalLeavesNoPartialFile) {
+    MakeTree();
+    mkdir(P("big").c_str(), 0755);
+    WriteFile(P("big/zeros"), "");
+    ASSERT_EQ(truncate(P("big/zeros").c_str(), 64 << 20), 0);  // long enough to be caught
+    ASSERT_EQ(Zqx({"create", P("small.zqx"), P("src/a.txt")}).status, 0);
+    const std::string small = ReadFile(P("small.zqx"));
+    ASSERT_EQ(Zqx({"create", P("big.zqx"), P("big")}).status, 0);
+    mkdir(P("out").c_str(), 0755);
+    const struct {
+        const char* label;
+        std::vector<std::string> args;
+        std::string folder;  // where the temporary file appears
+        std::string prefix;  // how its name starts
+    } cases[] = {
+        {"create", {"create", P("new.zqx"), P("big")}, dir, "new.zqx."},
+        {"add", {"add", P("small.zqx"), P("big")}, dir, "small.zqx."},
+        {"extract", {"extract", P("big.zqx"), "-C", P("out")}, P("out/big"), ".zqx-"},
+    };
+    auto pending = [](const std::string& folder, const std::string& prefix) {
+        for (const std::string& name : Entries(folder))
+            if (name.rfind(prefix, 0) == 0) return true;
+        return false;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        std::vector<char*> argv{const_cast<char*>(ZQX_BINARY)};
+        for (const std::string& a : c.args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        const pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            const int null = open("/dev/null", O_RDWR);
+            dup2(null, 1);
+            dup2(null, 2);
+            execv(ZQX_BINARY, argv.data());
+            _exit(127);
+        }
+        int status = 0;
+        bool seen = false, ended = false;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!seen && !ended && std::chrono::steady_clock::now() < deadline) {
+            seen = pending(c.folder, c.prefix);
+            ended = !seen && waitpid(pid, &status, WNOHANG) == pid;
+        }
+        if (!ended) {
+            kill(pid, SIGTERM);
+            waitpid(pid, &status, 0);
+        }
+        ASSERT_TRUE(seen) << "no temporary file was seen being written";
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+        EXPECT_FALSE(pending(c.folder, c.prefix)) << "a partial file was left behind";
+        EXPECT_FALSE(Exists(P("new.zqx")));
+        EXPECT_EQ(ReadFile(P("small.zqx")), small);
+    }
 }
 
 TEST_F(ZqxTest, BadUsageExitsTwo) {

@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -36,7 +38,65 @@ bool CopyByReading(int from, int to) {
     }
 }
 
+// The temporary files a stopping signal removes. Written outside the handler only with
+// the slot inactive, so the handler never sees half a name.
+struct Pending {
+    volatile sig_atomic_t active = 0;
+    int dirFd = AT_FDCWD;
+    char name[PATH_MAX] = {};
+};
+Pending gPending[2];
+
+void RemovePendingAndDie(int sig) {
+    for (Pending& p : gPending)
+        if (p.active) unlinkat(p.dirFd, p.name, 0);
+    signal(sig, SIG_DFL);
+    raise(sig);
+}
+
+// Handlers for the stopping signals, once; a signal ignored when we started (nohup, a
+// background job) stays ignored.
+void CatchStoppingSignals() {
+    static bool installed = false;
+    if (installed) return;
+    installed = true;
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction old {};
+        if (sigaction(sig, nullptr, &old) != 0 || old.sa_handler == SIG_IGN) continue;
+        struct sigaction act {};
+        act.sa_handler = RemovePendingAndDie;
+        sigemptyset(&act.sa_mask);
+        for (const int other : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&act.sa_mask, other);
+        sigaction(sig, &act, nullptr);
+    }
+}
+
 }  // namespace
+
+void RemoveOnSignal(PendingSlot slot, int dirFd, const std::string& name) {
+    Pending& p = gPending[static_cast<int>(slot)];
+    p.active = 0;
+    if (name.size() >= sizeof p.name) return;
+    CatchStoppingSignals();
+    p.dirFd = dirFd;
+    memcpy(p.name, name.c_str(), name.size() + 1);
+    p.active = 1;
+}
+
+void ForgetOnSignal(PendingSlot slot) {
+    gPending[static_cast<int>(slot)].active = 0;
+}
+
+StoppingSignalsHeld::StoppingSignalsHeld() {
+    sigset_t stopping;
+    sigemptyset(&stopping);
+    for (const int sig : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stopping, sig);
+    sigprocmask(SIG_BLOCK, &stopping, &mSaved);
+}
+
+StoppingSignalsHeld::~StoppingSignalsHeld() {
+    sigprocmask(SIG_SETMASK, &mSaved, nullptr);
+}
 
 std::string Shown(const std::string& path, bool output) {
     if (path != "-") return path;
@@ -114,6 +174,7 @@ void OutputFile::Drop() {
     if (mFd >= 0) close(mFd);
     mFd = -1;
     if (!mTemp.empty()) unlink(mTemp.c_str());
+    ForgetOnSignal(PendingSlot::kContainer);
     mTemp.clear();
 }
 
@@ -126,8 +187,12 @@ bool OutputFile::Begin(const std::string& target, mode_t mode, std::string* erro
     } else {
         // Beside the target, so that the final rename stays inside one file system.
         mTemp = target + ".XXXXXX";
+        const StoppingSignalsHeld held;
         mFd = mkostemp(mTemp.data(), O_CLOEXEC);
-        if (mFd < 0) mTemp.clear();
+        if (mFd < 0)
+            mTemp.clear();
+        else
+            RemoveOnSignal(PendingSlot::kContainer, AT_FDCWD, mTemp);
     }
     struct stat st {};
     if (mFd < 0 || fstat(mFd, &st) != 0) {
@@ -167,6 +232,7 @@ bool OutputFile::Commit(std::string* error) {
         Drop();
         return false;
     }
+    ForgetOnSignal(PendingSlot::kContainer);
     mTemp.clear();
     return true;
 }

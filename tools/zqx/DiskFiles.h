@@ -3,12 +3,14 @@
 // Containers are read and written on disk, never held in memory: a new or changed
 // container is built in a temporary file beside its destination and renamed into place
 // only when it is complete and on disk, so the user's file is either the old one or the
-// new one, never half of either. Standard input is spooled to an unnamed temporary file
-// (in $TMPDIR, else /tmp) so that it can be read at random.
+// new one, never half of either; a stop by a signal removes the temporary file. Standard
+// input is spooled to an unnamed temporary file (in $TMPDIR, else /tmp) so that it can be
+// read at random.
 // Not here: anything about the container format (Archive.h, ContainerCheck.h).
 #ifndef ZYNE_TOOLS_ZQX_DISK_FILES_H
 #define ZYNE_TOOLS_ZQX_DISK_FILES_H
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -35,6 +37,27 @@ int UnnamedTemporaryFile();
 /// Copies standard input to an unnamed temporary file. Its descriptor, positioned at 0,
 /// owned by the caller; -1 with a message in *error.
 int SpoolStandardInput(std::string* error);
+
+/// Temporary files that a stop by SIGINT, SIGTERM or SIGHUP removes before the tool dies of
+/// the signal, so that no half-written file is left behind. One slot per kind of file: the
+/// container being written, and the member being extracted. `name` is taken relative to the
+/// folder open as `dirFd` (AT_FDCWD: the working folder), which must stay open until Forget.
+enum class PendingSlot { kContainer = 0, kMember = 1 };
+void RemoveOnSignal(PendingSlot slot, int dirFd, const std::string& name);
+/// The file in `slot` is renamed into place or removed: a signal leaves it alone.
+void ForgetOnSignal(PendingSlot slot);
+/// Holds the stopping signals back while it lives: made before a temporary file is created
+/// and gone once RemoveOnSignal has it, so that no stop falls between the two.
+class StoppingSignalsHeld {
+public:
+    StoppingSignalsHeld();
+    ~StoppingSignalsHeld();
+    StoppingSignalsHeld(const StoppingSignalsHeld&) = delete;
+    StoppingSignalsHeld& operator=(const StoppingSignalsHeld&) = delete;
+
+private:
+    sigset_t mSaved;
+};
 
 /// The file a command writes: a temporary file beside `target` (an unnamed one for "-",
 /// standard output) that Commit puts in place. Dropped (removed) unless committed.

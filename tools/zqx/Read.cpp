@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
 #include "Archive.h"
@@ -220,6 +221,7 @@ public:
         }
         std::string temp;
         int fd = -1;
+        std::optional<StoppingSignalsHeld> held(std::in_place);
         for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
             temp = ".zqx-" + std::to_string(getpid()) + "-" + std::to_string(mCounter++);
             fd = openat(parentFd, temp.c_str(),
@@ -230,15 +232,19 @@ public:
             Skip(m.path, false, std::string("can't write here: ") + strerror(errno));
             return false;
         }
+        RemoveOnSignal(PendingSlot::kMember, parentFd, temp);
+        held.reset();
         std::string why;
         const bool ok = Copy(m, fd, &why);
         if (ok) SetTimes(fd, m.modified);
         if (close(fd) != 0 && ok) why = strerror(errno);
         if (!ok || !why.empty() || !Rename(parentFd, temp, name, &why)) {
             unlinkat(parentFd, temp.c_str(), 0);
+            ForgetOnSignal(PendingSlot::kMember);
             Skip(m.path, false, why);
             return false;
         }
+        ForgetOnSignal(PendingSlot::kMember);
         ++files;
         if (mO.msg.verbose) fprintf(mO.msg.out(), "%s\n", Printable(m.path).c_str());
         return false;
