@@ -564,6 +564,25 @@ TEST_F(ZqxTest, StoppedBySignalLeavesNoPartialFile) {
     }
 }
 
+// A removal that can't be completed changes nothing: members already taken out of the
+// copy don't go missing from the container.
+TEST_F(ZqxTest, RemovalThatFailsPartWayChangesNothing) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt")}).status, 0);
+    ASSERT_EQ(Zqx({"mkdir", P("t.zqx"), "d"}).status, 0);
+    ASSERT_EQ(Zqx({"add", P("t.zqx"), P("src/empty"), "d"}).status, 0);
+    std::string deep = "d";
+    for (int i = 0; i < 520; ++i) deep += "/d";  // deeper than a removal goes
+    ASSERT_EQ(Zqx({"mkdir", "-p", P("t.zqx"), deep}).status, 0);
+    const std::string before = ReadFile(P("t.zqx"));
+    Result r = Zqx({"rm", P("t.zqx"), "d"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("nested too deeply"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find(P("t.zqx") + ": not changed"), std::string::npos) << r.err;
+    EXPECT_TRUE(ReadFile(P("t.zqx")) == before) << "a part of the folder was removed";
+    EXPECT_EQ(Entries(dir), (std::vector<std::string>{"src", "t.zqx"}));
+}
+
 TEST_F(ZqxTest, BadUsageExitsTwo) {
     MakeTree();
     ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src/a.txt")}).status, 0);

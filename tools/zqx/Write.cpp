@@ -612,11 +612,15 @@ int RunRemove(const EditOptions& o) {
         return kExitUsage;
     }
     int removed = 0;
-    const bool ok = RemoveTree(archive, item, Normalize(o.path), o.msg, &removed, 0);
+    // All or nothing: what was taken out before a failure stays in the container.
+    if (!RemoveTree(archive, item, Normalize(o.path), o.msg, &removed, 0)) {
+        Error(o.container, "not changed");
+        return kExitFailed;
+    }
     if (SaveEdit(archive, o.container) != kExitOK) return kExitFailed;
     fprintf(o.msg.out(), "removed %s from %s: %s\n", o.path.c_str(), o.container.c_str(),
             Plural(removed, "member", "members").c_str());
-    return ok ? kExitOK : kExitFailed;
+    return kExitOK;
 }
 
 int RunMkdir(const EditOptions& o) {
