@@ -658,6 +658,47 @@ TEST_F(ZqxTest, FullStandardOutputFails) {
     }
 }
 
+// A named pipe (as "<(...)" gives) is read like standard input, not taken for an empty or
+// unreadable file.
+TEST_F(ZqxTest, ContainerFromANamedPipe) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src")}).status, 0);
+    const std::string bytes = ReadFile(P("t.zqx"));
+    ASSERT_EQ(mkfifo(P("pipe").c_str(), 0600), 0);
+    mkdir(P("out").c_str(), 0755);
+    const std::vector<std::vector<std::string>> cases = {
+        {"list", P("pipe")},
+        {"check", P("pipe")},
+        {"extract", P("pipe"), "-C", P("out")},
+        {"extract", P("pipe"), "-O", "src/sub/b.bin"},
+    };
+    for (const auto& args : cases) {
+        SCOPED_TRACE(args[0] + " " + args.back());
+        std::thread writer([&] {
+            // A reader that stops early must not take the test down with SIGPIPE.
+            sigset_t pipe;
+            sigemptyset(&pipe);
+            sigaddset(&pipe, SIGPIPE);
+            pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+            const int fd = open(P("pipe").c_str(), O_WRONLY);
+            if (fd < 0) return;
+            for (size_t done = 0; done < bytes.size();) {
+                const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+                if (n <= 0) break;
+                done += size_t(n);
+            }
+            close(fd);
+        });
+        Result r = Zqx(args);
+        writer.join();
+        EXPECT_EQ(r.status, 0) << r.err;
+        if (args[2] == "-O") {
+            EXPECT_TRUE(r.out == ReadFile(P("src/sub/b.bin")));
+        }
+    }
+    EXPECT_EQ(ReadFile(P("out/src/sub/deep/c")), "deep");
+}
+
 TEST_F(ZqxTest, UnreadableContainersAreNamed) {
     WriteFile(P("junk.zqx"), "this is not a container at all");
     Result l = Zqx({"list", P("junk.zqx")});

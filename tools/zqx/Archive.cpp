@@ -131,8 +131,7 @@ bool Archive::Attach(int fd, const std::string& shown, std::string* error) {
 
 bool Archive::Open(const std::string& path, std::string* error) {
     const std::string shown = Shown(path);
-    const int fd =
-        path == "-" ? SpoolStandardInput(error) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    int fd = path == "-" ? SpoolStandardInput(error) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         if (path != "-") *error = shown + ": " + strerror(errno);
         return false;
@@ -142,6 +141,13 @@ bool Archive::Open(const std::string& path, std::string* error) {
         close(fd);
         *error = shown + ": is a directory";
         return false;
+    }
+    if (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)) {
+        // A named pipe (or "<(...)") is read once, in order: spooled like standard input.
+        const int spooled = SpoolDescriptor(fd, shown, error);
+        close(fd);
+        if (spooled < 0) return false;
+        fd = spooled;
     }
     if (std::string problem = HeaderProblem(fd, shown); !problem.empty()) {
         close(fd);

@@ -21,8 +21,8 @@ namespace zqx {
 int RunCheck(const CheckOptions& o) {
     const std::string shown = Shown(o.container);
     std::string error;
-    const int fd = o.container == "-" ? SpoolStandardInput(&error)
-                                      : open(o.container.c_str(), O_RDONLY | O_CLOEXEC);
+    int fd = o.container == "-" ? SpoolStandardInput(&error)
+                                : open(o.container.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         ErrorText(o.container == "-" ? error : shown + ": " + strerror(errno));
         return kExitFailed;
@@ -30,6 +30,16 @@ int RunCheck(const CheckOptions& o) {
     struct stat st {};
     MappedFile mapped;
     const bool directory = fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
+    if (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)) {
+        // A named pipe (or "<(...)") has no size to map: spooled like standard input.
+        const int spooled = SpoolDescriptor(fd, shown, &error);
+        close(fd);
+        if (spooled < 0) {
+            ErrorText(error);
+            return kExitFailed;
+        }
+        fd = spooled;
+    }
     const bool ok = !directory && mapped.Map(fd);
     const int failed = errno;
     close(fd);

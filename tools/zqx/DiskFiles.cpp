@@ -150,18 +150,22 @@ int UnnamedTemporaryFile() {
     return fd;
 }
 
-int SpoolStandardInput(std::string* error) {
+int SpoolDescriptor(int from, const std::string& shown, std::string* error) {
     const int fd = UnnamedTemporaryFile();
     if (fd < 0) {
-        *error = "standard input: no temporary file to hold it: " + std::string(strerror(errno));
+        *error = shown + ": no temporary file to hold it: " + std::string(strerror(errno));
         return -1;
     }
-    if (!CopyDescriptor(0, fd) || lseek(fd, 0, SEEK_SET) != 0) {
-        *error = "standard input: " + std::string(strerror(errno));
+    if (!CopyDescriptor(from, fd) || lseek(fd, 0, SEEK_SET) != 0) {
+        *error = shown + ": " + std::string(strerror(errno));
         close(fd);
         return -1;
     }
     return fd;
+}
+
+int SpoolStandardInput(std::string* error) {
+    return SpoolDescriptor(0, "standard input", error);
 }
 
 // ----- OutputFile -----

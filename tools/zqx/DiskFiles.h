@@ -34,8 +34,11 @@ bool CopyDescriptor(int from, int to);
 /// A descriptor of an unnamed read-write file in $TMPDIR (else /tmp); -1 with errno set.
 int UnnamedTemporaryFile();
 
-/// Copies standard input to an unnamed temporary file. Its descriptor, positioned at 0,
-/// owned by the caller; -1 with a message in *error.
+/// Copies everything from `from` (a pipe, say, which can't be read at random) to an
+/// unnamed temporary file. Its descriptor, positioned at 0, owned by the caller; -1 with a
+/// message naming `shown` in *error.
+int SpoolDescriptor(int from, const std::string& shown, std::string* error);
+/// SpoolDescriptor for standard input.
 int SpoolStandardInput(std::string* error);
 
 /// Temporary files that a stop by SIGINT, SIGTERM or SIGHUP removes before the tool dies of
