@@ -282,6 +282,32 @@ TEST_F(ZqxTest, HostileNamesAreSkippedAndNothingEscapes) {
     }
 }
 
+// Names are stored as given, control characters too; no command prints them raw, so a
+// hostile container can't rewrite the terminal.
+TEST_F(ZqxTest, ControlCharactersInNamesNeverReachTheTerminal) {
+    const std::string evil = "e\x1b]0;owned\x07vil";
+    mkdir(P(evil).c_str(), 0755);
+    WriteFile(P(evil + "/\x1b[2J" + "file"), "x");
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P(evil), "--mtime", "0"}).status, 0);
+    std::string wrongParent = ReadFile(P("t.zqx"));
+    for (int i = 0; i < 4; ++i) wrongParent[1072 + 28 + 12 + i] = "\0\0\0\7"[i];
+    WriteFile(P("bad.zqx"), wrongParent);
+    const std::vector<std::vector<std::string>> cases = {
+        {"list", "-l", P("t.zqx")},
+        {"extract", "-v", P("t.zqx"), "-C", P("out")},
+        {"check", P("bad.zqx")},
+        {"rm", "-v", P("t.zqx"), evil},
+    };
+    mkdir(P("out").c_str(), 0755);
+    for (const auto& args : cases) {
+        SCOPED_TRACE(args[0]);
+        Result r = Zqx(args);
+        EXPECT_NE(r.out.find("e?]0;owned?vil"), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find('\x1b'), std::string::npos) << r.out;
+        EXPECT_EQ(r.err.find('\x1b'), std::string::npos) << r.err;
+    }
+}
+
 TEST_F(ZqxTest, SymbolicLinkInTheWayIsNotFollowed) {
     mkdir(P("outside").c_str(), 0755);
     mkdir(P("dir").c_str(), 0755);

@@ -84,6 +84,13 @@ std::string UnsafeNameReason(const std::string& raw) {
     return "";
 }
 
+std::string Printable(const std::string& s) {
+    std::string out = s;
+    for (char& c : out)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+    return out;
+}
+
 Archive::Archive() = default;
 
 Archive::~Archive() {

@@ -33,6 +33,8 @@ std::string Std(const string& s);
 
 /// Why a member name can't be used as a file name on disk; empty when it can.
 std::string UnsafeNameReason(const std::string& rawField);
+/// Control characters shown as '?', so that a hostile name can't rewrite the terminal.
+std::string Printable(const std::string& s);
 
 /// One item found by a walk.
 struct Member {

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "Archive.h"
 #include "Commands.h"
 #include "ContainerCheck.h"
 #include "DiskFiles.h"
@@ -64,11 +65,12 @@ int RunCheck(const CheckOptions& o) {
         printf("%s\n", doc.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
     } else {
         for (const CheckProblem& p : report.problems) {
+            // Messages name items by their stored names: control characters are masked.
             if (p.offset >= 0)
                 fprintf(stdout, "%s: offset %lld: %s\n", shown.c_str(),
-                        static_cast<long long>(p.offset), p.message.c_str());
+                        static_cast<long long>(p.offset), Printable(p.message).c_str());
             else
-                fprintf(stdout, "%s: %s\n", shown.c_str(), p.message.c_str());
+                fprintf(stdout, "%s: %s\n", shown.c_str(), Printable(p.message).c_str());
         }
         if (o.msg.verbose)
             for (const std::string& note : report.notes)

@@ -36,14 +36,6 @@ int OpenArchive(Archive& archive, const std::string& path) {
     return kExitOK;
 }
 
-// Control characters shown as '?', so that a hostile name can't rewrite the terminal.
-std::string Printable(const std::string& s) {
-    std::string out = s;
-    for (char& c : out)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-    return out;
-}
-
 std::string SizeText(const Member& m) {
     if (m.isFolder) return "-";
     if (!std::isfinite(m.length) || m.length < 0) return "?";

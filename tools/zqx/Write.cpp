@@ -521,17 +521,18 @@ std::string Normalize(const std::string& path) {
     return out;
 }
 
-// Deletes an item and, for a folder, everything in it, deepest first.
+// Deletes an item and, for a folder, everything in it, deepest first. Names come from the
+// container, so they are printed with control characters masked.
 bool RemoveTree(Archive& archive, const VFileRef& item, const std::string& shown,
                 const Messages& msg, int* removed, int depth) {
     if (item.type == kDirectoryFileType) {
         if (depth > kMaxSourceDepth) {
-            Error(shown, "folders nested too deeply; not removed");
+            Error(Printable(shown), "folders nested too deeply; not removed");
             return false;
         }
         VFileRefList children;
         if (!archive.Volume().GetChildren(item, children)) {
-            Error(shown, "folder listing unreadable; not removed");
+            Error(Printable(shown), "folder listing unreadable; not removed");
             return false;
         }
         std::vector<VFileRef> list;
@@ -541,11 +542,12 @@ bool RemoveTree(Archive& archive, const VFileRef& item, const std::string& shown
                 return false;
     }
     if (!archive.Volume().DeleteFile(item)) {
-        Error(shown, "could not be removed");
+        Error(Printable(shown), "could not be removed");
         return false;
     }
     if (msg.verbose)
-        fprintf(msg.out(), "%s%s\n", shown.c_str(), item.type == kDirectoryFileType ? "/" : "");
+        fprintf(msg.out(), "%s%s\n", Printable(shown).c_str(),
+                item.type == kDirectoryFileType ? "/" : "");
     ++*removed;
     return true;
 }
@@ -618,8 +620,8 @@ int RunRemove(const EditOptions& o) {
         return kExitFailed;
     }
     if (SaveEdit(archive, o.container) != kExitOK) return kExitFailed;
-    fprintf(o.msg.out(), "removed %s from %s: %s\n", o.path.c_str(), o.container.c_str(),
-            Plural(removed, "member", "members").c_str());
+    fprintf(o.msg.out(), "removed %s from %s: %s\n", Printable(o.path).c_str(),
+            o.container.c_str(), Plural(removed, "member", "members").c_str());
     return kExitOK;
 }
 
