@@ -267,6 +267,34 @@ TEST_F(ZyneInspectTest, FullStandardOutputIsAnError) {
     }
 }
 
+// A family named with control characters (a newline, a terminal escape) is shown with them
+// masked: the tree and the findings can't rewrite the terminal, and each item of the lines
+// format stays on one line.
+TEST_F(ZyneInspectTest, ControlCharactersInNamesAreMasked) {
+    const std::string family = "Fa\x1b[31mm\nX";
+    const std::string zqx = dir_ + "/Odd.zqx";
+    const std::string make = std::string("'") + INSPECT_ZQX + "' plugin '" + zqx + "' --name '" +
+                             family + "' --linux '" + kSamples + "/libsample_widgets.so' && '" +
+                             INSPECT_ZQX + "' mkdir '" + zqx + "' '" + family +
+                             "/Build Resources/Mac Cocoa' >/dev/null 2>&1";
+    ASSERT_EQ(std::system(make.c_str()), 0);
+    for (const char* format : {"text", "lines"}) {
+        SCOPED_TRACE(format);
+        const Result r = Inspect({"--check", "--format", format, zqx});
+        EXPECT_EQ(r.status, 1) << r.err;  // the sample's own deliberate mistakes
+        EXPECT_EQ(r.out.find('\x1b'), std::string::npos) << r.out;
+        EXPECT_NE(r.out.find("Fa?[31mm?X/Build Resources/Mac Cocoa"), std::string::npos) << r.out;
+        if (std::string(format) == "lines") {
+            const std::vector<std::string> lines = SplitLines(r.out);
+            ASSERT_GT(lines.size(), 10u);
+            for (const std::string& line : lines)  // an item, a finding or the summary
+                EXPECT_TRUE(line.rfind("Fa?[31mm?X/", 0) == 0 || line.rfind(zqx + ": ", 0) == 0 ||
+                            line.rfind("zyne-inspect: ", 0) == 0)
+                    << line;
+        }
+    }
+}
+
 // --- Checks ----------------------------------------------------------------------------
 
 TEST_F(ZyneInspectTest, CheckNamesEachDeliberateMistake) {

@@ -337,8 +337,8 @@ std::vector<Finding> RunChecks(const std::vector<Json>& reports,
 }
 
 std::string FormatFinding(const Finding& f) {
-    return f.file + ": " + f.severity + ": " + f.check + ": " + f.path + ": " + f.message +
-           " (hint: " + f.hint + ")";
+    return Printable(f.file + ": " + f.severity + ": " + f.check + ": " + f.path + ": " +
+                     f.message + " (hint: " + f.hint + ")");
 }
 
 Json FindingJson(const Finding& f) {

@@ -91,6 +91,9 @@ bool WritePng(const std::string& path, long width, long height,
 
 // --- Rendering and checks ---------------------------------------------------------------
 
+/// `text` with control characters shown as '?', so that a name can't rewrite the terminal
+/// or break a line in two.
+std::string Printable(const std::string& text);
 /// The readable tree for one report.
 std::string RenderText(const Json& report);
 /// One line per item ("Family/Class.Method(params) as Type") for one report.

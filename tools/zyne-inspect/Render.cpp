@@ -97,7 +97,7 @@ class Tree {
 public:
     void Line(int depth, const std::string& text) {
         out_.append(static_cast<size_t>(depth) * 2, ' ');
-        out_ += text;
+        out_ += Printable(text);
         out_ += '\n';
     }
     void Members(int d, const Json& c) {
@@ -259,7 +259,7 @@ private:
 class Lines {
 public:
     explicit Lines(std::string family) : family_(std::move(family)) {}
-    void Add(const std::string& text) { out_ += family_ + "/" + text + "\n"; }
+    void Add(const std::string& text) { out_ += Printable(family_ + "/" + text) + "\n"; }
     void Members(const std::string& owner, const Json& c) {
         for (const Json& e : A(c, "events"))
             if (e.is_object()) Add(owner + "." + Signature(e) + " [event]");
@@ -335,6 +335,13 @@ private:
 };
 
 }  // namespace
+
+std::string Printable(const std::string& text) {
+    std::string out = text;
+    for (char& c : out)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+    return out;
+}
 
 std::string Family(const Json& report) {
     if (const std::string name = S(report, "plugin_name"); !name.empty()) return name;
