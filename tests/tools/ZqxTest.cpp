@@ -364,6 +364,20 @@ TEST_F(ZqxTest, ExistingFilesStayUnlessOverwrite) {
     EXPECT_EQ(Entries(P("out")), std::vector<std::string>{"a.txt"});
 }
 
+// Paths that overlap name some members twice; each is written once, and nothing is
+// reported as a second member of its name.
+TEST_F(ZqxTest, OverlappingPathsExtractEachMemberOnce) {
+    MakeTree();
+    ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src")}).status, 0);
+    mkdir(P("out").c_str(), 0755);
+    Result x =
+        Zqx({"extract", P("t.zqx"), "-C", P("out"), "src/sub/b.bin", "src", "src/sub/b.bin"});
+    EXPECT_EQ(x.status, 0) << x.err;
+    EXPECT_TRUE(x.err.empty()) << x.err;
+    EXPECT_EQ(ReadFile(P("out/src/sub/deep/c")), "deep");
+    EXPECT_EQ(x.LastLine(), "extracted 4 files, 3 folders into " + P("out"));
+}
+
 TEST_F(ZqxTest, ToStdoutWritesOneMember) {
     MakeTree();
     ASSERT_EQ(Zqx({"create", P("t.zqx"), P("src")}).status, 0);

@@ -14,9 +14,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 
 #include "Archive.h"
 #include "Commands.h"
@@ -196,9 +196,11 @@ public:
             }
             return true;
         }
-        // Two members of one name in one folder: the first one wins.
-        if (!mDone.insert(m.path).second) {
-            Skip(m.path, false, "a second member with this name in its folder");
+        // Two members of one name in one folder: the first one wins. The same member named
+        // twice (as "src" and "src/a.txt") is simply written once.
+        if (const auto [done, isNew] = mDone.emplace(m.path, m.ref.id); !isNew) {
+            if (done->second != m.ref.id)
+                Skip(m.path, false, "a second member with this name in its folder");
             return false;
         }
         struct stat st {};
@@ -307,7 +309,7 @@ public:
 private:
     Archive& mArchive;
     const ExtractOptions& mO;
-    std::set<std::string> mDone;
+    std::map<std::string, uint32_t> mDone;  // files written: path -> item
     unsigned mCounter = 0;
 };
 
