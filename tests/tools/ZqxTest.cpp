@@ -636,6 +636,8 @@ TEST_F(ZqxTest, BadUsageExitsTwo) {
         {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01junk"},
         {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01T"},
         {"create", P("x.zqx"), P("src"), "--mtime", "2020-01-01T12"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "2021-02-29"},
+        {"create", P("x.zqx"), P("src"), "--mtime", "2021-04-31T10:00:00"},
         {"mkdir", P("t.zqx"), "docs", "--mtime", "2020-01-01 noon"},
         {"create", P("x.zqx"), P("src"), P("src/sub/../")},  // two members named "src"
         {"list"},

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -294,8 +295,14 @@ bool FixedDate(const std::string& mtimeOption, std::optional<double>* date, std:
     int dateEnd = -1;
     sscanf(t.c_str(), "%*d-%*d-%*d%n", &dateEnd);
     const bool dateOnly = dateEnd >= 0 && size_t(dateEnd) == t.size();
-    if (((got == 3 && dateOnly) || got >= 6) && tailOK && mo >= 1 && mo <= 12 && d >= 1 && d <= 31 && h >= 0 &&
-        h < 24 && mi >= 0 && mi < 60 && s >= 0 && s < 61) {
+    // A day of the calendar: "2021-02-30" is no date (it would quietly become March 2).
+    const auto dayOK = [&] {
+        using namespace std::chrono;
+        return mo >= 1 && mo <= 12 && d >= 1 && d <= 31 &&
+               year_month_day(year(y), month(unsigned(mo)), day(unsigned(d))).ok();
+    };
+    if (((got == 3 && dateOnly) || got >= 6) && tailOK && dayOK() && h >= 0 && h < 24 &&
+        mi >= 0 && mi < 60 && s >= 0 && s < 61) {
         *date = DateScaleValue(y, mo, d, h, mi, s);
         return true;
     }
