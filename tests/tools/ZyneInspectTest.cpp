@@ -450,6 +450,41 @@ TEST_F(ZyneInspectTest, HangingGuestIsKilledWithItsHelpersAfterTheTimeLimit) {
     EXPECT_TRUE(gone) << "helper " << helper << " outlived the time limit";
 }
 
+// Stopped while it waits for a hanging guest, the tool takes the guest's process group with
+// it: the group is its own, so the terminal's Ctrl-C alone would miss it.
+TEST_F(ZyneInspectTest, StoppingTheToolStopsAHangingGuest) {
+    const std::string pidFile = dir_ + "/helper.pid";
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        setenv("INSPECT_HANG_PID_FILE", pidFile.c_str(), 1);
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        execl(INSPECT_BINARY, INSPECT_BINARY, "--timeout", "60", INSPECT_HANG_GUEST, nullptr);
+        _exit(127);
+    }
+    long helper = 0;
+    for (int i = 0; i < 1000 && helper <= 0; ++i) {
+        helper = std::atol(Slurp(pidFile).c_str());
+        if (helper <= 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(pid, SIGTERM);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_GT(helper, 0) << "the guest never started its helper";
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    bool gone = false;
+    for (int i = 0; i < 50 && !gone; ++i) {
+        const std::string stat = Slurp("/proc/" + std::to_string(helper) + "/stat");
+        const size_t paren = stat.rfind(')');
+        gone = stat.empty() || (paren != std::string::npos && stat.substr(paren + 2, 1) == "Z");
+        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    if (!gone) kill(-getpgid(static_cast<pid_t>(helper)), SIGKILL);
+    EXPECT_TRUE(gone) << "helper " << helper << " outlived the tool";
+}
+
 TEST_F(ZyneInspectTest, HangingGuestTakesNoLongerThanTheTimeLimit) {
     const Result r = Inspect({"--timeout", "0.5", INSPECT_HANG_GUEST});
     EXPECT_EQ(r.status, 4);

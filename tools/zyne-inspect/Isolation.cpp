@@ -49,6 +49,35 @@ Json Failure(const std::string& pluginPath, const char* status, const std::strin
     return report;
 }
 
+// The process group of the child being waited for; 0 when none. A stop by a signal takes
+// it down too: the child is in a group of its own, which the terminal's signals miss, and a
+// hanging guest would otherwise outlive the tool.
+volatile sig_atomic_t gChildGroup = 0;
+
+void StopChildAndDie(int sig) {
+    if (gChildGroup > 0) kill(-static_cast<pid_t>(gChildGroup), SIGKILL);
+    signal(sig, SIG_DFL);
+    raise(sig);
+}
+
+constexpr int kStoppingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// Handlers for the stopping signals, once; a signal ignored when we started stays ignored.
+void CatchStoppingSignals() {
+    static bool installed = false;
+    if (installed) return;
+    installed = true;
+    for (const int sig : kStoppingSignals) {
+        struct sigaction old {};
+        if (sigaction(sig, nullptr, &old) != 0 || old.sa_handler == SIG_IGN) continue;
+        struct sigaction act {};
+        act.sa_handler = StopChildAndDie;
+        sigemptyset(&act.sa_mask);
+        for (const int other : kStoppingSignals) sigaddset(&act.sa_mask, other);
+        sigaction(sig, &act, nullptr);
+    }
+}
+
 }  // namespace
 
 Json WalkIsolated(const std::string& pluginPath, const WalkOptions& options,
@@ -58,14 +87,23 @@ Json WalkIsolated(const std::string& pluginPath, const WalkOptions& options,
         return Failure(pluginPath, kStatusFailed, std::string("pipe: ") + std::strerror(errno));
     std::fflush(stdout);
     std::fflush(stderr);
+    CatchStoppingSignals();
+    // Held back until the child's group is known, so that a stop can't miss it.
+    sigset_t stopping, saved;
+    sigemptyset(&stopping);
+    for (const int sig : kStoppingSignals) sigaddset(&stopping, sig);
+    sigprocmask(SIG_BLOCK, &stopping, &saved);
     const pid_t pid = fork();
     if (pid < 0) {
+        const int failed = errno;
+        sigprocmask(SIG_SETMASK, &saved, nullptr);
         close(fds[0]);
         close(fds[1]);
-        return Failure(pluginPath, kStatusFailed, std::string("fork: ") + std::strerror(errno));
+        return Failure(pluginPath, kStatusFailed, std::string("fork: ") + std::strerror(failed));
     }
     if (pid == 0) {
         setpgid(0, 0);
+        sigprocmask(SIG_SETMASK, &saved, nullptr);
         close(fds[0]);
         std::string text;
         try {
@@ -80,6 +118,8 @@ Json WalkIsolated(const std::string& pluginPath, const WalkOptions& options,
     }
     // Both sides set the group, so that a kill never races the child's own setpgid.
     setpgid(pid, pid);
+    gChildGroup = pid;
+    sigprocmask(SIG_SETMASK, &saved, nullptr);
     close(fds[1]);
 
     std::string text;
@@ -108,6 +148,7 @@ Json WalkIsolated(const std::string& pluginPath, const WalkOptions& options,
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
+    gChildGroup = 0;
     if (timedOut) {
         char message[96];
         std::snprintf(message, sizeof message, "no report within %g s; the child was killed",
