@@ -741,6 +741,31 @@ TEST_F(ZqxTest, ContainerFromANamedPipe) {
     EXPECT_EQ(ReadFile(P("out/src/sub/deep/c")), "deep");
 }
 
+// Standard input or output closed: an error, not a container written into (or read from)
+// the temporary file that took the free descriptor.
+TEST_F(ZqxTest, ClosedStandardStreamsAreErrors) {
+    MakeTree();
+    const struct {
+        const char* redirect;
+        std::vector<std::string> args;
+        const char* message;
+    } cases[] = {
+        {">&-", {"create", "-", P("src")}, "zqx: standard output: Bad file descriptor"},
+        {"<&-", {"list", "-"}, "zqx: standard input: Bad file descriptor"},
+        {"<&-", {"check", "-"}, "zqx: standard input: Bad file descriptor"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args[0]);
+        std::vector<std::string> command{"/bin/sh", "-c",
+                                         std::string("exec \"$0\" \"$@\" ") + c.redirect,
+                                         ZQX_BINARY};
+        command.insert(command.end(), c.args.begin(), c.args.end());
+        const testsupport::ProgramRun r = testsupport::RunProgram(command, {dir, "", {}, 30});
+        EXPECT_EQ(r.status, 1) << r.err;
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    }
+}
+
 TEST_F(ZqxTest, UnreadableContainersAreNamed) {
     WriteFile(P("junk.zqx"), "this is not a container at all");
     Result l = Zqx({"list", P("junk.zqx")});

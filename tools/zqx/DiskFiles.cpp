@@ -151,6 +151,12 @@ int UnnamedTemporaryFile() {
 }
 
 int SpoolDescriptor(int from, const std::string& shown, std::string* error) {
+    // A closed descriptor first: the temporary file could take its number and be copied
+    // into itself.
+    if (fcntl(from, F_GETFL) < 0) {
+        *error = shown + ": " + std::string(strerror(errno));
+        return -1;
+    }
     const int fd = UnnamedTemporaryFile();
     if (fd < 0) {
         *error = shown + ": no temporary file to hold it: " + std::string(strerror(errno));
@@ -187,7 +193,8 @@ bool OutputFile::Begin(const std::string& target, mode_t mode, std::string* erro
     mTarget = target;
     mMode = mode;
     if (target == "-") {
-        mFd = UnnamedTemporaryFile();
+        // Standard output closed: refused before the temporary file can take its number.
+        mFd = fcntl(STDOUT_FILENO, F_GETFL) < 0 ? -1 : UnnamedTemporaryFile();
     } else {
         // Beside the target, so that the final rename stays inside one file system.
         mTemp = target + ".XXXXXX";
