@@ -51,6 +51,20 @@ std::string Slurp(const std::string& path) {
     return s.str();
 }
 
+// Waits up to a second for a process to be gone or a zombie waiting to be reaped; one still
+// running afterwards is killed, so that a failing test leaves nothing behind.
+bool GoneSoon(pid_t pid) {
+    for (int i = 0; i < 50; ++i) {
+        const std::string stat = Slurp("/proc/" + std::to_string(pid) + "/stat");
+        const size_t paren = stat.rfind(')');
+        if (stat.empty() || (paren != std::string::npos && stat.substr(paren + 2, 1) == "Z"))
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    kill(pid, SIGKILL);
+    return false;
+}
+
 std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
@@ -439,15 +453,8 @@ TEST_F(ZyneInspectTest, HangingGuestIsKilledWithItsHelpersAfterTheTimeLimit) {
     // waiting to be reaped.
     const long helper = std::atol(Slurp(pidFile).c_str());
     ASSERT_GT(helper, 0);
-    bool gone = false;
-    for (int i = 0; i < 50 && !gone; ++i) {
-        const std::string stat = Slurp("/proc/" + std::to_string(helper) + "/stat");
-        const size_t paren = stat.rfind(')');
-        gone = stat.empty() || (paren != std::string::npos && stat.substr(paren + 2, 1) == "Z");
-        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    if (!gone) kill(static_cast<pid_t>(helper), SIGKILL);
-    EXPECT_TRUE(gone) << "helper " << helper << " outlived the time limit";
+    EXPECT_TRUE(GoneSoon(static_cast<pid_t>(helper)))
+        << "helper " << helper << " outlived the time limit";
 }
 
 // Stopped while it waits for a hanging guest, the tool takes the guest's process group with
@@ -474,15 +481,8 @@ TEST_F(ZyneInspectTest, StoppingTheToolStopsAHangingGuest) {
     waitpid(pid, &status, 0);
     ASSERT_GT(helper, 0) << "the guest never started its helper";
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
-    bool gone = false;
-    for (int i = 0; i < 50 && !gone; ++i) {
-        const std::string stat = Slurp("/proc/" + std::to_string(helper) + "/stat");
-        const size_t paren = stat.rfind(')');
-        gone = stat.empty() || (paren != std::string::npos && stat.substr(paren + 2, 1) == "Z");
-        if (!gone) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    if (!gone) kill(-getpgid(static_cast<pid_t>(helper)), SIGKILL);
-    EXPECT_TRUE(gone) << "helper " << helper << " outlived the tool";
+    EXPECT_TRUE(GoneSoon(static_cast<pid_t>(helper)))
+        << "helper " << helper << " outlived the tool";
 }
 
 TEST_F(ZyneInspectTest, HangingGuestTakesNoLongerThanTheTimeLimit) {
